@@ -1,0 +1,2 @@
+// placeholder until the scene host lands
+namespace { int placeholder; }

@@ -1,0 +1,15 @@
+// The texture face of a texture layer item.
+#pragma once
+
+#include "qv/core.h"
+
+class IQvItem;
+
+class IQvTexture : public IQvUnknown {
+public:
+    QV_INTERFACE_ID({0x5fb8f23e, 0x291f, 0x56fb, {0xba, 0x7f, 0x28, 0x7e, 0x5e, 0x5c, 0x4e, 0xa8}});
+    // The image file in host form (backslash separators); fails when the layer has no image.
+    virtual QvResult ImageFile(const char** path) = 0;
+    // The texture locator that places the layer.
+    virtual QvResult Locator(IQvItem** locator) = 0;
+};
