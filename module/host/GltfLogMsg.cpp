@@ -1,14 +1,94 @@
-// placeholder implementation until the host layer lands: counts only
 #include "host/GltfLogMsg.h"
-#include <cstdarg>
+
+#include "host/CQvGlobals.h"
+
 #include <cstdio>
-GltfLogMsg::GltfLogMsg() = default;
+
+namespace {
+constexpr uint32_t boxMessageNumber = 2020; // "common" message that shows its first argument
+} // namespace
+
+GltfLogMsg::GltfLogMsg() : CQvHarrowLogMessage("io-status") {
+    if (IQvMessageService* messages = MessageService()) messages->AllocateMessage(messageWrap.out());
+    if (IQvLogService* logs = LogService()) logs->SubsystemLookup("logsys", sysLog.out());
+}
+
 GltfLogMsg::~GltfLogMsg() = default;
-const char* GltfLogMsg::GetVersion() { return ""; }
-#define FMT va_list a; va_start(a, format); std::vsnprintf(buffer, sizeof buffer, format, a); va_end(a)
-void GltfLogMsg::LogHeader(const char* format, ...) { FMT; }
-void GltfLogMsg::LogInfo(const char* format, ...) { FMT; }
-void GltfLogMsg::LogWarning(const char* format, ...) { FMT; ++warningCount; }
-void GltfLogMsg::LogError(const char* format, ...) { FMT; ++errorCount; }
-void GltfLogMsg::PopupError(const char* format, ...) { FMT; }
-void GltfLogMsg::PopupNotice(const char* format, ...) { FMT; }
+
+void GltfLogMsg::Format(const char* format, va_list args) {
+    // vsnprintf cuts at the buffer's end; a failed format leaves an empty text.
+    if (std::vsnprintf(buffer, sizeof buffer, format, args) < 0) buffer[0] = '\0';
+}
+
+#define GLTF_FORMAT_ARGS(format)                                                                 \
+    va_list args;                                                                                \
+    va_start(args, format);                                                                      \
+    Format(format, args);                                                                        \
+    va_end(args)
+
+void GltfLogMsg::LogHeader(const char* format, ...) {
+    GLTF_FORMAT_ARGS(format);
+    OpenMasterEntry(false, buffer);
+}
+
+void GltfLogMsg::LogInfo(const char* format, ...) {
+    GLTF_FORMAT_ARGS(format);
+    if (HasMasterEntry())
+        AddToMaster(buffer);
+    else
+        OpenMasterEntry(false, buffer);
+}
+
+void GltfLogMsg::LogWarning(const char* format, ...) {
+    GLTF_FORMAT_ARGS(format);
+    if (!WriteSysLog(qvWarning)) OpenMasterEntry(true, buffer);
+    ++warningCount;
+}
+
+void GltfLogMsg::LogError(const char* format, ...) {
+    GLTF_FORMAT_ARGS(format);
+    if (!WriteSysLog(qvFailed)) OpenMasterEntry(true, buffer);
+    ++errorCount;
+}
+
+void GltfLogMsg::PopupError(const char* format, ...) {
+    GLTF_FORMAT_ARGS(format);
+    if (!WriteSysLog(qvFailed)) {
+        if (HasMasterEntry())
+            AddToMaster(buffer);
+        else
+            OpenMasterEntry(false, buffer);
+    }
+    ShowBox(qvFailed);
+}
+
+void GltfLogMsg::PopupNotice(const char* format, ...) {
+    GLTF_FORMAT_ARGS(format);
+    if (!WriteSysLog(qvWarning)) {
+        if (HasMasterEntry())
+            AddToMaster(buffer);
+        else
+            OpenMasterEntry(false, buffer);
+    }
+    ShowBox(qvWarning);
+}
+
+bool GltfLogMsg::WriteSysLog(QvResult code) {
+    if (!sysLog) return false;
+    IQvLogService* logs = LogService();
+    if (logs && QvSucceeded(logs->CreateEntry(code, buffer, entryWrap.out())) && entryWrap)
+        sysLog->AddEntry(entryWrap.get());
+    return true;
+}
+
+void GltfLogMsg::ShowBox(QvResult code) {
+    IQvMessageService* messages = MessageService();
+    CQvUser_MessageBoxService boxes;
+    if (!messages || QvFailed(messages->AllocateMessage(messageWrap.out())) || !messageWrap ||
+        !CQvGlobals::LookupService(boxes))
+        return;
+    messageWrap->SetCode(code);
+    messageWrap->SetMessage("common", nullptr, boxMessageNumber);
+    messageWrap->SetArgumentString(1, buffer);
+    boxes->ShowMessage(messageWrap.get(), nullptr, nullptr, nullptr);
+}

@@ -5,6 +5,7 @@
 
 #include "host/CQvLogMessage.h"
 
+#include <cstdarg>
 #include <cstdint>
 
 #if defined(__GNUC__)
@@ -19,7 +20,6 @@ public:
     ~GltfLogMsg() override;
 
     const char* GetFormat() override { return "gltf"; }
-    const char* GetVersion() override;
 
     void LogHeader(const char* format, ...) GLTF_PRINTF(2, 3);
     void LogInfo(const char* format, ...) GLTF_PRINTF(2, 3);
@@ -32,12 +32,20 @@ public:
     uint32_t WarningCount() const { return warningCount; }
     uint32_t ErrorCount() const { return errorCount; }
 
-    // Text of the last formatted message (for the routes and the tests).
+    // Text of the last formatted message.
     const char* Text() const { return buffer; }
 
 private:
-    // ... private members filled in by the implementation
+    void Format(const char* format, va_list args);
+    // Writes the buffer to "logsys" with `code`; false when there is no such subsystem.
+    bool WriteSysLog(QvResult code);
+    void ShowBox(QvResult code);
+
+    // At most 1,023 characters and the terminator; longer text is cut.
     char buffer[1024] = {};
+    CQvUser_LogEntry entryWrap;
+    CQvUser_Log sysLog;
+    CQvUser_Message messageWrap;
     uint32_t warningCount = 0;
     uint32_t errorCount = 0;
 };

@@ -1,0 +1,11 @@
+// Animation export: time range, actors, sampling.
+#include "saver/GltfSaver.h"
+
+int GltfSaver::CreateAnimations() {
+    if (animation == 0) return 0;
+    // Sampled animations arrive with the animation work.
+    return 0;
+}
+
+// The actor's items, clips and channel count arrive with the animation work.
+void GltfSaver::CollectActor(IQvItem*) {}

@@ -1,0 +1,128 @@
+#include "host/CQvThisModule.h"
+
+#include "host/CQvGlobals.h"
+#include "host/CQvImpl.h"
+#include "qv/module.h"
+
+#include <cstring>
+#include <new>
+#include <vector>
+
+namespace {
+
+// The three parallel arrays of the server registry, grown in steps of 20 entries.
+struct ServerRegistry {
+    std::vector<CQvPolymorphBase*> factories;
+    std::vector<const char*> names;
+    std::vector<uint32_t> flags;
+
+    void Append(const char* name, CQvPolymorphBase* factory, uint32_t flag) {
+        if (factories.size() == factories.capacity()) {
+            try {
+                factories.reserve(factories.size() + 20);
+                names.reserve(names.size() + 20);
+                flags.reserve(flags.size() + 20);
+            } catch (const std::bad_alloc&) {
+                factories.clear();
+                names.clear();
+                flags.clear();
+                throw qvOutOfMemory;
+            }
+        }
+        factories.push_back(factory);
+        names.push_back(name);
+        flags.push_back(flag);
+    }
+
+    int Find(const char* name) const {
+        for (size_t i = 0; i < names.size(); ++i) {
+            if (name && std::strcmp(names[i], name) == 0) return int(i);
+        }
+        return -1;
+    }
+};
+
+ServerRegistry& Registry() {
+    static ServerRegistry registry;
+    return registry;
+}
+
+std::vector<void (*)()>& StartList() {
+    static std::vector<void (*)()> starts;
+    return starts;
+}
+
+bool firstCall = true;
+
+// The module object: lists and makes servers, and takes the host's global object.
+class CQvModuleObject final : public IQvModule,
+                              public IQvTagDescription,
+                              public IQvNeedContext,
+                              private CQvRefCount {
+public:
+    QvResult QueryInterface(const QvGuid& id, void** out) override {
+        if (id == IQvUnknown::iid || id == IQvModule::iid) {
+            *out = static_cast<IQvModule*>(this);
+        } else if (id == IQvTagDescription::iid) {
+            *out = static_cast<IQvTagDescription*>(this);
+        } else if (id == IQvNeedContext::iid) {
+            *out = static_cast<IQvNeedContext*>(this);
+        } else {
+            return qvNoInterface;
+        }
+        AddRef();
+        return qvOk;
+    }
+    uint32_t AddRef() override { return AddRefImpl(); }
+    uint32_t Release() override { return ReleaseImpl(); }
+
+    QvResult ServerCount(uint32_t* count) override {
+        *count = uint32_t(Registry().names.size());
+        return qvOk;
+    }
+    QvResult ServerName(uint32_t index, const char** name) override {
+        if (index >= Registry().names.size()) return qvOutOfRange;
+        *name = Registry().names[index];
+        return qvOk;
+    }
+    QvResult Generate(const char* serverName, const QvGuid& id, void** out) override {
+        int index = Registry().Find(serverName);
+        if (index < 0) return qvNotFound;
+        CQvPolymorphBase* factory = Registry().factories[size_t(index)];
+        return factory ? factory->Spawn(id, out) : qvOutOfMemory;
+    }
+
+    // The module as a whole carries no tags.
+    QvResult TagCount(uint32_t* count) override {
+        *count = 0;
+        return qvOk;
+    }
+    QvResult TagDescribe(uint32_t, QvTagRow*) override { return qvOutOfRange; }
+
+    QvResult SetContext(IQvGlobal* global) override {
+        CQvGlobals::SetGlobal(global);
+        return qvOk;
+    }
+};
+
+} // namespace
+
+void AddServer(const char* name, CQvPolymorphBase* factory, uint32_t flags) {
+    Registry().Append(name, factory, flags);
+}
+
+void AddModuleStart(void (*start)()) { StartList().push_back(start); }
+
+IQvUnknown* CQvModuleCreate() {
+    try {
+        if (firstCall) {
+            CQvRegisterServers();
+            for (auto start : StartList()) start();
+            firstCall = false;
+        }
+        return static_cast<IQvModule*>(new CQvModuleObject());
+    } catch (...) {
+        // Nothing may cross the boundary as an exception; the host sees no module.
+        return nullptr;
+    }
+}

@@ -1,0 +1,139 @@
+#include "saver/GltfSaver.h"
+
+#include "document/GltfDocument.h"
+#include "host/CQvGlobals.h"
+
+GltfSaver::GltfSaver() {
+    // Services are found when the saver is made; the scene objects only in InitSaver.
+    CQvGlobals::LookupService(deformerService);
+}
+
+GltfSaver::~GltfSaver() {
+    if (document) {
+        document->Reset();
+        delete document;
+    }
+}
+
+QvResult GltfSaver::SavePass() {
+    outputKind = 0;
+    return RunPass();
+}
+
+QvResult GltfSaverGLTF::SavePass() {
+    outputKind = 1;
+    return RunPass();
+}
+
+QvResult GltfSaver::RunPass() {
+    QvResult result = qvOk;
+    log.ResetCounts();
+    try {
+        if (!IsRealPass()) {
+            // The counting pass only prepares; the real pass writes.
+            InitSaver();
+            return qvOk;
+        }
+        if (!initialized) InitSaver();
+        if (result != qvOk) {
+            log.PopupError("GltfSaver failed to initialize");
+            return result;
+        }
+        result = RunSaver();
+        if (log.ErrorCount() != 0 || log.WarningCount() != 0) {
+            log.PopupNotice("There are %d warnings and %d errors reported to event log",
+                            int(log.WarningCount()), int(log.ErrorCount()));
+            log.ResetCounts();
+        }
+    } catch (...) {
+        // One handler for the whole pass: nothing may escape into the host.
+        log.PopupError("Fatal internal error in FBX saver");
+        result = qvFailed;
+    }
+    return result;
+}
+
+QvResult GltfSaver::RunSaver() {
+    log.LogInfo("RunSaver()");
+    BuildNodes(); // a walk that stops early leaves the nodes it made; the run goes on
+    if (morphMaps == 1) {
+        for (auto& [item, mesh] : meshNodes) {
+            CQvUser_Item wrapped;
+            wrapped.bind(item);
+            CreateDeformers(mesh, wrapped);
+        }
+    }
+    CreateMaterials();
+    CreateAnimations();
+    if (cameras != 0) ReadRenderResolution();
+
+    bool written = document->Write(outputPath);
+    document->Reset();
+    delete document;
+    document = nullptr;
+    if (!written) {
+        log.PopupError("Failed to export GLTF!");
+        return qvFailed;
+    }
+    log.LogInfo("...DONE");
+    return qvOk;
+}
+
+bool GltfSaver::Open(const char* path) {
+    initialized = false;
+    outputPath = path ? path : "";
+    return true;
+}
+
+void GltfSaver::Close() {
+    outputPath.clear();
+    rootItems.clear();
+    itemNodes.clear();
+    meshNodes.clear();
+    deformGroups.clear();
+    enabledMasks.clear();
+    usedMaterialNames.clear();
+    locatorWorldByName.clear();
+    ikRoots.clear();
+    ikItems.clear();
+    actorItems.clear();
+    actorActions.clear();
+    actorChannelCount = 0;
+    actorGroup.clear();
+    xfrmCoreGraph.clear();
+    xfrmLocalGraph.clear();
+    chanLinksGraph.clear();
+    rootNode = nullptr;
+}
+
+// The host's render settings are read but not used: the export carries fixed camera values.
+// The reads stay so that the save asks the host exactly what it always has.
+void GltfSaver::ReadRenderResolution() {
+    std::string cameraName = "Camera";
+    int32_t width = 720, height = 480;
+    QvTypeCode renderType = 0;
+    IQvSceneService* service = SceneService();
+    if (!service || QvFailed(service->ItemTypeLookup("polyRender", &renderType))) renderType = 0;
+    CQvUser_Item render;
+    if (!sceneWrap || QvFailed(sceneWrap->ItemOfType(renderType, render.out())) || !render) return;
+
+    uint32_t cameraCount = 0;
+    if (QvSucceeded(sceneWrap->RenderCameraCount(&cameraCount)) && cameraCount != 0) {
+        CQvUser_Item camera;
+        const char* name = nullptr;
+        if (QvSucceeded(sceneWrap->RenderCameraByIndex(0, camera.out())) && camera &&
+            QvSucceeded(camera->Name(&name)) && name)
+            cameraName = name;
+    }
+    int32_t resX = -1, resY = -1;
+    if (QvFailed(render->ChannelLookup("resX", &resX))) resX = -1;
+    bool resYFound = QvSucceeded(render->ChannelLookup("resY", &resY));
+    if (!resYFound) resY = -1;
+    if (resX >= 0 && (!resYFound || resY != 0) && baseChannels) {
+        baseChannels->ReadInteger(render.get(), uint32_t(resX), &width);
+        baseChannels->ReadInteger(render.get(), uint32_t(resY), &height);
+    }
+    (void)cameraName;
+    (void)width;
+    (void)height;
+}

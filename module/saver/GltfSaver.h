@@ -1,0 +1,162 @@
+// The savers: what happens between the host's save call and the finished file. GltfSaver writes
+// a .glb, GltfSaverGLTF a .gltf with its .bin; the one behavioural difference between them is
+// `outputKind`, set at the top of each pass and handed to the document.
+//
+// A save runs in three stages, always in this order:
+//   InitSaver  read the options, create the document, bind the host's scene objects, cache type
+//              codes and channel indices, scan the scene for roots (GltfSaverInit.cpp, GltfScan.cpp)
+//   RunSaver   turn the scan into document records: nodes with meshes and cameras, deformers,
+//              materials, animations (GltfSaver.cpp and the subsystem folders)
+//   Write      the document's own serialisation into the output files (document/)
+#pragma once
+
+#include "document/InsertionOrderedMap.h"
+#include "host/CQvSceneSaver.h"
+#include "host/GltfLogMsg.h"
+
+#include <array>
+#include <cstdint>
+#include <deque>
+#include <set>
+#include <string>
+#include <vector>
+
+class GltfDocument;
+class GltfScene;
+class GltfNode;
+class GltfMesh;
+
+// An item as the saver's maps know it: the host hands out one object per item, so the pointer
+// identifies the item. Not owned.
+using ItemRef = IQvItem*;
+using Matrix4 = std::array<double, 16>;
+
+// One entry of the node-building work stack.
+struct NodeWorkEntry {
+    GltfNode* parent = nullptr;
+    ItemRef item = nullptr;
+};
+
+// Item type codes, looked up once per save in this order; 0 when the host does not know a type.
+struct ItemTypeCodes {
+    QvTypeCode scene = 0, locator = 0, groupLocator = 0, camera = 0, light = 0;
+    QvTypeCode sunLight = 0, pointLight = 0, spotLight = 0, areaLight = 0, lightMaterial = 0;
+    QvTypeCode mesh = 0, meshInst = 0, triSurf = 0, morphDeform = 0, txtrLocator = 0;
+    QvTypeCode polyRender = 0, mask = 0, advancedMaterial = 0, imageMap = 0, deformGroup = 0;
+    QvTypeCode scale = 0, rotation = 0, translation = 0, transform = 0, shear = 0;
+    QvTypeCode ikFullBody = 0, actionclip = 0, group = 0, unityShader = 0, unrealShader = 0;
+    QvTypeCode replicator = 0;
+};
+
+class GltfSaver : public CQvSceneSaver, public CQvFileFormat {
+public:
+    GltfSaver();
+    ~GltfSaver() override;
+
+    // ---- CQvSceneSaver face ----
+    CQvFileFormat* GetFormat() override { return this; }
+    QvResult SavePass() override;
+
+    // ---- CQvFileFormat face ----
+    bool Open(const char* path) override;
+    void SetPass(int) override {}
+    bool HasError() override { return false; }
+    void Close() override;
+
+    // ---- Run sequence ----
+    int InitSaver();
+    QvResult RunSaver();
+
+    // ---- Options ----
+    void ReadOptions();
+    static int32_t ReadUserInt(const char* name, int32_t defaultValue);
+
+    // ---- Scene scan ----
+    void BindSceneObjects();
+    void CacheTypeCodes();
+    void FindChannelIndices();
+    void CollectRootItems();
+    void CollectWholeScene();
+    void CollectSelectedItems();
+    void CollectSelectedHierarchies();
+    void AddSkeletonRoots(IQvItem* item);
+    CQvUser_GroupDeformer FindGroupDeformerOfMesh(IQvItem* mesh);
+    void ScanCurrentItem();
+    void ScanItem(IQvItem* item);
+    void ScanDeformGroup(IQvItem* item);
+    void ScanMask(IQvItem* item);
+    void EnterLocatorWorld(IQvItem* item);
+    void LogRootItems();
+    void FindActor();
+    void WalkIkRoots();
+
+    // ---- Node building ----
+    QvResult BuildNodes();
+
+    // ---- Actor and its actions ----
+    void CollectActor(IQvItem* group);
+
+    // ---- Later steps of RunSaver ----
+    void CreateDeformers(GltfMesh* mesh, CQvUser_Item& item);
+    int CreateMaterials();
+    int CreateAnimations();
+    void ReadRenderResolution();
+
+protected:
+    // Runs one pass with `outputKind` already set by the concrete class.
+    QvResult RunPass();
+
+public:
+    // ---- Work containers, from InitSaver to Close ----
+    std::vector<ItemRef> rootItems;
+    InsertionOrderedMap<ItemRef, GltfNode*> itemNodes;
+    InsertionOrderedMap<ItemRef, GltfMesh*> meshNodes;
+    std::vector<ItemRef> deformGroups;
+    InsertionOrderedMap<std::string, Matrix4> locatorWorldByName;
+    std::deque<NodeWorkEntry> nodeStack;
+    InsertionOrderedMap<std::string, bool> usedMaterialNames;
+    InsertionOrderedMap<std::string, ItemRef> enabledMasks;
+    std::vector<ItemRef> ikRoots;
+    std::set<ItemRef> ikItems; // membership only; never walked for output
+    CQvUser_Item actorGroup;
+    std::vector<ItemRef> actorItems;
+    std::vector<ItemRef> actorActions;
+    uint32_t actorChannelCount = 0;
+
+    bool initialized = false;
+    std::string outputPath;
+    GltfLogMsg log;
+
+    // ---- Host objects ----
+    CQvUser_Scene sceneWrap;
+    CQvUser_Item sceneItem;
+    CQvUser_DeformerService deformerService;
+    CQvUser_ItemGraph xfrmCoreGraph, xfrmLocalGraph, targetsGraph;
+    CQvUser_ChannelGraph chanLinksGraph;
+    CQvUser_ChannelRead setupChannels, editChannels, evalChannels, baseChannels;
+
+    GltfDocument* document = nullptr;
+    GltfScene* rootNode = nullptr;
+
+    double timeStart = 0.0, timeEnd = 0.0, sampleRate = 0.0;
+
+    // ---- Options, and between them the format flag ----
+    int32_t exportType = 1;
+    int32_t outputKind = 0;
+    int32_t geometry = 1, materials = 1, cameras = 1, animation = 1, morphMaps = 1;
+    int32_t skinnedMeshInWS = 1, tangentsBitangents = 0, indicesExport = 0;
+    int32_t sampleAnimFpsMultiplier = 0, exportActionType = 0;
+
+    ItemTypeCodes types;
+
+    // ---- Channel indices, -1 until found ----
+    int32_t chanWposMatrix = -1, chanWrotMatrix = -1, chanWsclMatrix = -1;
+    int32_t chanWorldMatrix = -1, chanLocalMatrix = -1, chanParentMatrix = -1;
+    int32_t chanX = -1, chanY = -1, chanZ = -1;
+    int32_t chanMorphEnable = -1;
+};
+
+class GltfSaverGLTF : public GltfSaver {
+public:
+    QvResult SavePass() override;
+};
