@@ -334,11 +334,12 @@ public:
     uint32_t AddChunkView(GltfBufferChunk chunk);
 
     // -- Phase 3, output. The producers write to a stream; only the *File functions open files.
-    bool WriteGltfFiles(const std::string& path, const GltfJsonValue& root);
-    bool WriteGlbFile(const std::string& path, const GltfJsonValue& root);
-    void WriteGlb(const GltfJsonValue& root, GltfOutputStream& out);
+    bool WriteGltfFiles(const std::string& path, const GltfJsonValue& root) const;
+    bool WriteGlbFile(const std::string& path, const GltfJsonValue& root) const;
+    void WriteGlb(const GltfJsonValue& root, GltfOutputStream& out) const;
     // copyImages: image chunks are copied into directory (.gltf) instead of being streamed.
-    void WriteChunks(GltfOutputStream& stream, bool copyImages, const std::string& directory);
+    void WriteChunks(GltfOutputStream& stream, bool copyImages,
+                     const std::string& directory) const;
 
     // -- Phase 4.
     void Reset(); // frees the records and the write state

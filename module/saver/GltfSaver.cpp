@@ -40,17 +40,21 @@ QvResult GltfSaver::RunPass() {
             return result;
         }
         result = RunSaver();
-        if (log.ErrorCount() != 0 || log.WarningCount() != 0) {
-            log.PopupNotice("There are %d warnings and %d errors reported to event log",
-                            int(log.WarningCount()), int(log.ErrorCount()));
-            log.ResetCounts();
-        }
+        ReportCounts();
     } catch (...) {
         // One handler for the whole pass: nothing may escape into the host.
         log.PopupError("Fatal internal error in FBX saver");
         result = qvFailed;
     }
     return result;
+}
+
+// The closing notice: a save that met problems says how many, whatever its result.
+void GltfSaver::ReportCounts() {
+    if (log.ErrorCount() == 0 && log.WarningCount() == 0) return;
+    log.PopupNotice("There are %d warnings and %d errors reported to event log",
+                    int(log.WarningCount()), int(log.ErrorCount()));
+    log.ResetCounts();
 }
 
 QvResult GltfSaver::RunSaver() {

@@ -66,6 +66,7 @@ public:
     // ---- Run sequence ----
     int InitSaver();
     QvResult RunSaver();
+    void ReportCounts();
 
     // ---- Options ----
     void ReadOptions();

@@ -15,6 +15,13 @@
 //   1  at least one file has such a finding, or could not be read or recognised at all
 //   2  bad arguments or a malformed allow-list
 //
+// The allow-list is a JSON array of entries {"code", "reason", "files"?, "pointer"?}. An entry
+// accepts a finding with its code, narrowed by "files" (a glob; without a '/' it is matched against
+// the file's base name, with one against the path as given) and by "pointer" (a glob over the
+// POINTER column). In both globs `*` and `?` stay within one '/'-separated part and `**` does not.
+// Every entry needs a reason; unknown keys are refused, so a misspelt narrowing cannot quietly
+// widen an entry to every file and pointer.
+//
 // Errors and warnings fail; infos and hints are printed but never fail. The validator's infos and
 // hints are its own guesses ("this object may be unused", "consider omitting ...") and some of
 // them describe choices the exporter makes on purpose; failing on them would turn the allow-list
@@ -40,10 +47,10 @@ const path = require('path');
 const SEVERITY = ['error', 'warning', 'info', 'hint'];
 const FAILING = new Set(['error', 'warning']);
 
-function usage(message) {
+function usage(message, status = 2) {
   if (message) process.stderr.write(`validate.js: ${message}\n`);
   process.stderr.write('usage: node tools/validate/validate.js [--allow ALLOW_LIST.json] FILE...\n');
-  process.exit(2);
+  process.exit(status);
 }
 
 function loadValidator() {
@@ -57,9 +64,7 @@ function loadValidator() {
   }
 }
 
-// Glob for file paths and JSON pointers: `**` matches anything, `*` anything but '/', `?` one
-// character other than '/'. A file glob without a '/' is matched against the file's base name, so
-// "*.glb" means every GLB wherever it was written.
+// `**` matches anything, `*` anything but '/', `?` one character other than '/'.
 function globToRegExp(glob) {
   let re = '';
   for (let i = 0; i < glob.length; ++i) {
@@ -111,13 +116,15 @@ function loadAllowList(file) {
   });
 }
 
-function allowedBy(allowList, file, message) {
+// "pointer" is matched against the POINTER column as printed, so what a failing line shows is
+// what an entry names.
+function allowedBy(allowList, file, message, where) {
   const slashed = file.split(path.sep).join('/');
   const base = path.basename(file);
   return allowList.find((a) => {
     if (a.code !== message.code) return false;
     if (a.files && !a.files.test(a.filesOnBaseName ? base : slashed)) return false;
-    if (a.pointer && !(typeof message.pointer === 'string' && a.pointer.test(message.pointer))) return false;
+    if (a.pointer && !a.pointer.test(where)) return false;
     return true;
   });
 }
@@ -211,7 +218,7 @@ async function validateFile(validator, allowList, file) {
     const severity = SEVERITY[m.severity] || `severity${m.severity}`;
     const where = typeof m.pointer === 'string' ? (m.pointer === '' ? '/' : m.pointer)
       : (typeof m.offset === 'number' ? `@${m.offset}` : '-');
-    const allowed = allowedBy(allowList, file, m);
+    const allowed = allowedBy(allowList, file, m, where);
     const failing = FAILING.has(severity) && !allowed;
     if (failing) ok = false;
     const suffix = allowed ? ` (allowed: ${allowed.reason})` : '';
@@ -240,7 +247,7 @@ async function main() {
     } else if (a.startsWith('--allow=')) {
       allowFile = a.slice('--allow='.length);
     } else if (a === '--help' || a === '-h') {
-      usage();
+      usage(null, 0);
     } else if (a === '--') {
       files.push(...args.slice(i + 1));
       break;

@@ -54,6 +54,8 @@ public:
     virtual QvResult SubsetCollection(IQvItemCollection** collection) = 0;
 };
 
+// An item of the scene. The host hands out one object per item for the scene's life, so the
+// object's address identifies the item and a module may keep it as a key without a reference.
 class IQvItem : public IQvUnknown {
 public:
     QV_INTERFACE_ID({0x3a09e8c2, 0xdbcc, 0x52ce, {0xb7, 0x93, 0x58, 0xe5, 0xda, 0xf1, 0x20, 0xe3}});

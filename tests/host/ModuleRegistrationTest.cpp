@@ -1,0 +1,107 @@
+// The module as the host meets it: the one exported symbol, the servers in their order, and the
+// tag tables by which the host picks a saver for a file type.
+#include "host/CQvThisModule.h"
+#include "host/CQvUser.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <string>
+#include <vector>
+
+namespace {
+
+CQvUser_<IQvModule> CreateModule() {
+    CQvUser_<IQvModule> module;
+    IQvUnknown* object = CQvModuleCreate();
+    EXPECT_NE(object, nullptr);
+    module.bind(object);
+    object->Release();
+    return module;
+}
+
+std::vector<std::string> ServerNames(IQvModule* module) {
+    uint32_t count = 0;
+    EXPECT_EQ(module->ServerCount(&count), qvOk);
+    std::vector<std::string> names;
+    for (uint32_t i = 0; i < count; ++i) {
+        const char* name = nullptr;
+        EXPECT_EQ(module->ServerName(i, &name), qvOk);
+        names.emplace_back(name);
+    }
+    return names;
+}
+
+std::vector<std::pair<std::string, std::string>> TagsOf(IQvModule* module, const char* server) {
+    CQvUser_<IQvTagDescription> tags;
+    EXPECT_EQ(module->Generate(server, IQvTagDescription::iid, tags.outVoid()), qvOk);
+    std::vector<std::pair<std::string, std::string>> rows;
+    uint32_t count = 0;
+    if (!tags || QvFailed(tags->TagCount(&count))) return rows;
+    for (uint32_t i = 0; i < count; ++i) {
+        QvTagRow row{};
+        EXPECT_EQ(tags->TagDescribe(i, &row), qvOk);
+        rows.emplace_back(row.key, row.value);
+    }
+    QvTagRow beyond{};
+    EXPECT_EQ(tags->TagDescribe(count, &beyond), qvOutOfRange);
+    return rows;
+}
+
+} // namespace
+
+TEST(ModuleRegistration, ListsThreeServersInRegistrationOrder) {
+    auto module = CreateModule();
+    EXPECT_EQ(ServerNames(module.get()),
+              (std::vector<std::string>{"loaderOptions.gltf", "gltf.bin", "gltf.gltf"}));
+}
+
+TEST(ModuleRegistration, SecondCreateRegistersNothingAgain) {
+    auto first = CreateModule();
+    auto second = CreateModule();
+    EXPECT_NE(first.get(), second.get());
+    EXPECT_EQ(ServerNames(second.get()).size(), 3u);
+}
+
+TEST(ModuleRegistration, SaverTagTables) {
+    auto module = CreateModule();
+    using Rows = std::vector<std::pair<std::string, std::string>>;
+    EXPECT_EQ(TagsOf(module.get(), "gltf.bin"), (Rows{{"saver.outClass", "scene2"},
+                                                      {"saver.dosType", "glb"},
+                                                      {"server.username", "glTF v2 .glb"},
+                                                      {"server.logsubsystem", "io-status"}}));
+    EXPECT_EQ(TagsOf(module.get(), "gltf.gltf"), (Rows{{"saver.outClass", "scene2"},
+                                                       {"saver.dosType", "gltf"},
+                                                       {"server.username", "glTF v2 .gltf"},
+                                                       {"server.logsubsystem", "io-status"}}));
+}
+
+TEST(ModuleRegistration, ServerObjectsAnswerTheirInterfacesOnly) {
+    auto module = CreateModule();
+    CQvUser_<IQvSaver> saver;
+    EXPECT_EQ(module->Generate("gltf.gltf", IQvSaver::iid, saver.outVoid()), qvOk);
+    ASSERT_TRUE(saver.test());
+    CQvUser_<IQvCommand> command;
+    EXPECT_FALSE(command.bind(saver.get()));
+    EXPECT_TRUE(command.bind(nullptr) == false);
+
+    CQvUser_<IQvSaver> none;
+    EXPECT_EQ(module->Generate("gltf.fbx", IQvSaver::iid, none.outVoid()), qvNotFound);
+    EXPECT_FALSE(none.test());
+}
+
+TEST(ModuleFile, ExportsOnlyTheEntryFunction) {
+    std::string command = std::string("nm -D --defined-only ") + GLTFIO_PLUGIN_PATH;
+    FILE* pipe = popen(command.c_str(), "r");
+    ASSERT_NE(pipe, nullptr);
+    std::vector<std::string> functions;
+    char line[512];
+    while (std::fgets(line, sizeof line, pipe)) {
+        char type = 0;
+        char name[400] = {};
+        if (std::sscanf(line, "%*s %c %399s", &type, name) == 2 && (type == 'T' || type == 'W'))
+            functions.emplace_back(name);
+    }
+    pclose(pipe);
+    EXPECT_EQ(functions, std::vector<std::string>{"_IQvModule_Create"});
+}
