@@ -21,13 +21,20 @@ namespace {
 // The one conversion of accessor types to glTF.
 const char* accessorTypeName(GltfAccessorType type) {
     switch (type) {
-    case GltfAccessorType::Scalar: return "SCALAR";
-    case GltfAccessorType::Vec2: return "VEC2";
-    case GltfAccessorType::Vec3: return "VEC3";
-    case GltfAccessorType::Vec4: return "VEC4";
-    case GltfAccessorType::Mat2: return "MAT2";
-    case GltfAccessorType::Mat3: return "MAT3";
-    case GltfAccessorType::Mat4: return "MAT4";
+    case GltfAccessorType::Scalar:
+        return "SCALAR";
+    case GltfAccessorType::Vec2:
+        return "VEC2";
+    case GltfAccessorType::Vec3:
+        return "VEC3";
+    case GltfAccessorType::Vec4:
+        return "VEC4";
+    case GltfAccessorType::Mat2:
+        return "MAT2";
+    case GltfAccessorType::Mat3:
+        return "MAT3";
+    case GltfAccessorType::Mat4:
+        return "MAT4";
     }
     assert(false && "unknown accessor type");
     return "SCALAR";
@@ -39,8 +46,7 @@ uint32_t GltfDocument::AddBuffer(uint32_t byteLength, const std::string& uri) {
     GltfJsonAllocator& allocator = json->allocator;
     Value buffer(rapidjson::kObjectType);
     addUintMember(buffer, "byteLength", byteLength, allocator);
-    if (!uri.empty())
-        buffer.AddMember("uri", copiedString(uri, allocator), allocator);
+    if (!uri.empty()) buffer.AddMember("uri", copiedString(uri, allocator), allocator);
     return pushToArray(json->buffers, buffer, allocator);
 }
 
@@ -52,8 +58,8 @@ uint32_t GltfDocument::GrowBuffer(uint32_t bufferIndex, uint32_t size) {
     return before;
 }
 
-uint32_t GltfDocument::AddBufferView(uint32_t bufferIndex, uint32_t byteLength,
-                                     uint32_t byteOffset, uint32_t byteStride, uint32_t target) {
+uint32_t GltfDocument::AddBufferView(uint32_t bufferIndex, uint32_t byteLength, uint32_t byteOffset,
+                                     uint32_t byteStride, uint32_t target) {
     GltfJsonAllocator& allocator = json->allocator;
     Value view(rapidjson::kObjectType);
     addUintMember(view, "buffer", bufferIndex, allocator);
@@ -74,17 +80,17 @@ uint32_t GltfDocument::AddAccessor(uint32_t bufferView, GltfAccessorType type,
     accessor.AddMember("type", rapidjson::StringRef(accessorTypeName(type)), allocator);
     addUintMember(accessor, "componentType", componentType, allocator);
     addUintMember(accessor, "count", count, allocator);
-    if (!min.Empty())
-        accessor.AddMember("min", min, allocator);
-    if (!max.Empty())
-        accessor.AddMember("max", max, allocator);
+    if (!min.Empty()) accessor.AddMember("min", min, allocator);
+    if (!max.Empty()) accessor.AddMember("max", max, allocator);
     // Moving left them null; the caller reuses them as empty arrays.
     min.SetArray();
     max.SetArray();
     return pushToArray(json->accessors, accessor, allocator);
 }
 
-void GltfDocument::AddChunk(GltfBufferChunk chunk) { chunks.push_back(std::move(chunk)); }
+void GltfDocument::AddChunk(GltfBufferChunk chunk) {
+    chunks.push_back(std::move(chunk));
+}
 
 uint32_t GltfDocument::AddChunkView(GltfBufferChunk chunk) {
     const uint32_t byteLength = chunk.byteLength;
@@ -118,17 +124,14 @@ void copyImageToDirectory(const std::string& source, const std::string& director
     const std::string destination = directory + BaseNameOf(source);
     // Opening the source itself for writing would empty it before it is read. The names are
     // compared first; a second spelling of the same file is caught by the file system.
-    if (destination == source || isSameFile(source, destination))
-        return;
+    if (destination == source || isSameFile(source, destination)) return;
     FILE* in = OpenHostFile(source, "rb");
-    if (!in)
-        return;
+    if (!in) return;
     if (FILE* out = OpenHostFile(destination, "wb")) {
         std::vector<char> buffer(64 * 1024);
         size_t read = 0;
         while ((read = std::fread(buffer.data(), 1, buffer.size(), in)) > 0)
-            if (std::fwrite(buffer.data(), 1, read, out) != read)
-                break;
+            if (std::fwrite(buffer.data(), 1, read, out) != read) break;
         std::fclose(out);
     }
     std::fclose(in);

@@ -86,8 +86,7 @@ struct GltfCamera {
 };
 
 // A per-corner table (entry 3t + c for corner c of triangle t) into unique values.
-template <typename T>
-struct GltfMeshMap {
+template <typename T> struct GltfMeshMap {
     std::vector<uint32_t> index;
     std::vector<T> values;
 };
@@ -125,11 +124,11 @@ struct GltfMesh {
     GltfUvMap* AddUvMap();
     GltfTangentMap* AddTangentMap();
 
-    uint32_t triangleCount = 0;     // kept by the geometry code; not written
+    uint32_t triangleCount = 0;       // kept by the geometry code; not written
     std::vector<uint32_t> pointIndex; // per corner, into positions
     std::vector<std::unique_ptr<GltfColorMap>> colorMaps;
     std::vector<std::unique_ptr<GltfTangentMap>> tangentMaps; // only the first is written
-    std::vector<uint32_t> normalIndex; // per corner, into normals
+    std::vector<uint32_t> normalIndex;                        // per corner, into normals
     std::vector<GltfVec3> normals;
     std::vector<std::unique_ptr<GltfUvMap>> uvMaps;
     // The four name-keyed tables iterate in insertion order, so that the output is the same on
@@ -310,8 +309,7 @@ public:
     uint32_t WriteNode(GltfNode* node);
     void WriteChildren(const std::vector<GltfNode*>& children, uint32_t parentIndex);
     uint32_t WriteMesh(GltfMesh* mesh); // kGltfNoIndex when the mesh has nothing to write
-    void WritePrimitive(GltfMesh* mesh, const GltfPrimitiveEntry& entry,
-                        GltfJsonValue& primitives);
+    void WritePrimitive(GltfMesh* mesh, const GltfPrimitiveEntry& entry, GltfJsonValue& primitives);
     uint32_t WriteCamera(GltfCamera* camera);
     // Defined with the material serialisation.
     uint32_t WriteMaterial(GltfMaterial* material, GltfMesh* mesh);
@@ -338,8 +336,7 @@ public:
     bool WriteGlbFile(const std::string& path, const GltfJsonValue& root) const;
     void WriteGlb(const GltfJsonValue& root, GltfOutputStream& out) const;
     // copyImages: image chunks are copied into directory (.gltf) instead of being streamed.
-    void WriteChunks(GltfOutputStream& stream, bool copyImages,
-                     const std::string& directory) const;
+    void WriteChunks(GltfOutputStream& stream, bool copyImages, const std::string& directory) const;
 
     // -- Phase 4.
     void Reset(); // frees the records and the write state

@@ -18,8 +18,8 @@ bool GltfDocument::Write(const std::string& path) {
     // The arrays go into the root last, in the order the format fixes.
     FinishJson();
     // Bytes to files: the .gltf keeps the host's name but its extension, the .glb takes it as is.
-    const bool written = outputKind != 0 ? WriteGltfFiles(path, json->root)
-                                         : WriteGlbFile(path, json->root);
+    const bool written =
+        outputKind != 0 ? WriteGltfFiles(path, json->root) : WriteGlbFile(path, json->root);
     // The JSON and the binary blocks have served; the records stay until Reset.
     json.reset();
     chunks.clear();
@@ -80,12 +80,12 @@ void GltfDocument::FinishJson() {
     }
     GltfJsonState& j = *json;
     const RootArray order[] = {
-        {"scenes", &j.scenes, true},         {"nodes", &j.nodes, true},
-        {"meshes", &j.meshes, true},         {"buffers", &j.buffers, true},
+        {"scenes", &j.scenes, true},           {"nodes", &j.nodes, true},
+        {"meshes", &j.meshes, true},           {"buffers", &j.buffers, true},
         {"bufferViews", &j.bufferViews, true}, {"accessors", &j.accessors, true},
-        {"materials", &j.materials, false},  {"textures", &j.textures, false},
-        {"images", &j.images, false},        {"samplers", &j.samplers, false},
-        {"animations", &j.animations, false}, {"skins", &j.skins, false},
+        {"materials", &j.materials, false},    {"textures", &j.textures, false},
+        {"images", &j.images, false},          {"samplers", &j.samplers, false},
+        {"animations", &j.animations, false},  {"skins", &j.skins, false},
         {"cameras", &j.cameras, false},
     };
     for (const RootArray& member : order)
@@ -100,15 +100,13 @@ namespace {
 // Tested as doubles, element by element; a NaN is no identity.
 bool isIdentity(const GltfMatrix& matrix) {
     for (size_t i = 0; i < matrix.size(); ++i)
-        if (!(matrix[i] == kGltfIdentityMatrix[i]))
-            return false;
+        if (!(matrix[i] == kGltfIdentityMatrix[i])) return false;
     return true;
 }
 
 // "matrix", or "rotation", "translation", "scale"; nothing at all for the identity.
 void writeNodeTransform(GltfNode& node, Value& object, GltfJsonAllocator& allocator) {
-    if (isIdentity(node.matrix))
-        return;
+    if (isIdentity(node.matrix)) return;
     if (node.useMatrix) {
         object.AddMember("matrix", makeFloatArray(node.matrix.data(), 16, allocator), allocator);
         return;
@@ -131,10 +129,8 @@ uint32_t GltfDocument::WriteNode(GltfNode* node) {
     if (node->mesh && skinnedMeshInWorldSpace == 1 && !node->mesh->skins.empty())
         node->useMatrix = false;
     writeNodeTransform(*node, object, allocator);
-    if (node->mesh)
-        addIndexMember(object, "mesh", WriteMesh(node->mesh), allocator);
-    if (node->camera)
-        addIndexMember(object, "camera", WriteCamera(node->camera.get()), allocator);
+    if (node->mesh) addIndexMember(object, "mesh", WriteMesh(node->mesh), allocator);
+    if (node->camera) addIndexMember(object, "camera", WriteCamera(node->camera.get()), allocator);
     const uint32_t index = pushToArray(json->nodes, object, allocator);
     nodeIds[node] = index;
     return index;
@@ -146,8 +142,7 @@ GltfJsonValue GltfDocument::WriteNodeList(const std::vector<GltfNode*>& list) {
     for (GltfNode* node : list) {
         const uint32_t index = WriteNode(node);
         indices.PushBack(index, json->allocator);
-        if (!node->children.empty())
-            WriteChildren(node->children, index);
+        if (!node->children.empty()) WriteChildren(node->children, index);
     }
     return indices;
 }
@@ -155,8 +150,7 @@ GltfJsonValue GltfDocument::WriteNodeList(const std::vector<GltfNode*>& list) {
 void GltfDocument::WriteChildren(const std::vector<GltfNode*>& children, uint32_t parentIndex) {
     Value indices = WriteNodeList(children);
     // Added after the subtree is written, so "children" is the parent's last member so far.
-    if (!indices.Empty())
-        json->nodes[parentIndex].AddMember("children", indices, json->allocator);
+    if (!indices.Empty()) json->nodes[parentIndex].AddMember("children", indices, json->allocator);
 }
 
 // The projection is fixed: the host's camera settings do not reach the file.

@@ -64,15 +64,13 @@ inline void addUintMember(Value& object, const char* key, uint32_t number,
 
 inline void addMemberIfNonZero(Value& object, const char* key, uint32_t number,
                                GltfJsonAllocator& allocator) {
-    if (number != 0)
-        addUintMember(object, key, number, allocator);
+    if (number != 0) addUintMember(object, key, number, allocator);
 }
 
 // For the results of the write operations: kGltfNoIndex means "nothing written".
 inline void addIndexMember(Value& object, const char* key, uint32_t index,
                            GltfJsonAllocator& allocator) {
-    if (index != kGltfNoIndex)
-        addUintMember(object, key, index, allocator);
+    if (index != kGltfNoIndex) addUintMember(object, key, index, allocator);
 }
 
 // An array of count numbers, each through a 32-bit float.

@@ -6,8 +6,7 @@ using namespace gltfjson;
 // Runs for every node that refers to the mesh: two nodes sharing one GltfMesh get two entries
 // in "meshes", each with its own data.
 uint32_t GltfDocument::WriteMesh(GltfMesh* mesh) {
-    if (mesh->positions.empty() || mesh->primitives.empty())
-        return kGltfNoIndex;
+    if (mesh->positions.empty() || mesh->primitives.empty()) return kGltfNoIndex;
     GltfJsonAllocator& allocator = json->allocator;
     Value primitives(rapidjson::kArrayType);
     for (const GltfPrimitiveEntry& entry : mesh->primitives)

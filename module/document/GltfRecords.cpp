@@ -39,21 +39,21 @@ GltfVec4 quaternionOf(const double a[3][3]) {
     }
     // Near a half turn: start from the largest diagonal element, for precision.
     int i = a[0][0] < a[1][1] ? 1 : 0;
-    if (a[2][2] > a[i][i])
-        i = 2;
+    if (a[2][2] > a[i][i]) i = 2;
     const int j = (i + 1) % 3;
     const int k = (j + 1) % 3;
     double s = std::sqrt(1.0 + a[i][i] - a[j][j] - a[k][k]);
     q[i] = 0.5 * s;
-    if (s > 0.0)
-        s = 0.5 / s;
+    if (s > 0.0) s = 0.5 / s;
     q[3] = (a[k][j] - a[j][k]) * s;
     q[j] = (a[j][i] + a[i][j]) * s;
     q[k] = (a[k][i] + a[i][k]) * s;
     return q;
 }
 
-double lengthOf(double x, double y, double z) { return std::sqrt(x * x + y * y + z * z); }
+double lengthOf(double x, double y, double z) {
+    return std::sqrt(x * x + y * y + z * z);
+}
 
 } // namespace
 
@@ -126,11 +126,9 @@ void GltfSkin::Resize(uint32_t count) {
 
 bool GltfSkin::AddInfluence(uint32_t pointIndex, float weight, uint32_t jointNumber) {
     assert(pointIndex < influenceCounts.size() && "AddInfluence before Resize");
-    if (pointIndex >= influenceCounts.size())
-        return false;
+    if (pointIndex >= influenceCounts.size()) return false;
     uint32_t& used = influenceCounts[pointIndex];
-    if (used >= 4)
-        return false;
+    if (used >= 4) return false;
     jointIndices[pointIndex][used] = jointNumber;
     weights[pointIndex][used] = weight;
     ++used;
@@ -162,8 +160,7 @@ GltfBufferChunk makeNumberChunk(const std::vector<T>& numbers, GltfChunkKind kin
     GltfBufferChunk chunk;
     const size_t size = numbers.size() * sizeof(T);
     chunk.data.resize(size);
-    if (size != 0)
-        std::memcpy(chunk.data.data(), numbers.data(), size);
+    if (size != 0) std::memcpy(chunk.data.data(), numbers.data(), size);
     chunk.elementCount = static_cast<uint32_t>(numbers.size());
     chunk.padBytes = static_cast<uint32_t>(0u - size) & 3u;
     chunk.byteLength = static_cast<uint32_t>(size) + chunk.padBytes;

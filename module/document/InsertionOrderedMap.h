@@ -13,8 +13,7 @@
 #include <unordered_map>
 #include <utility>
 
-template <typename K, typename V, typename Hash = std::hash<K>>
-class InsertionOrderedMap {
+template <typename K, typename V, typename Hash = std::hash<K>> class InsertionOrderedMap {
 public:
     using key_type = K;
     using mapped_type = V;
@@ -43,8 +42,7 @@ public:
     // Adds the entry at the end unless the key is present; an existing value is kept.
     std::pair<iterator, bool> emplace(const K& key, V value) {
         auto [slot, inserted] = index.emplace(key, entries.size());
-        if (!inserted)
-            return {entries.begin() + slot->second, false};
+        if (!inserted) return {entries.begin() + slot->second, false};
         entries.emplace_back(key, std::move(value));
         return {entries.end() - 1, true};
     }
@@ -63,8 +61,7 @@ public:
 private:
     std::size_t checkedIndex(const K& key) const {
         auto found = index.find(key);
-        if (found == index.end())
-            throw std::out_of_range("InsertionOrderedMap::at: no such key");
+        if (found == index.end()) throw std::out_of_range("InsertionOrderedMap::at: no such key");
         return found->second;
     }
 

@@ -1,0 +1,138 @@
+// The two output forms: a .gltf with a .bin beside it, or one .glb; the streams they go
+// through; the output names.
+//
+// The JSON text is serialised once, into memory, and then written; a .glb needs its length
+// before its header. Files are written with checked fwrite/fflush/fclose, so a disk that fills
+// up or a path that cannot be opened turns into a failed Write instead of a silently short file.
+#include "document/GltfJson.h"
+#include "document/GltfOutput.h"
+#include "document/HostPath.h"
+
+#include <cstring>
+
+// ---- Streams -----------------------------------------------------------------------------------
+
+void GltfOutputStream::WriteFill(unsigned char byte, std::size_t count) {
+    unsigned char fill[16];
+    std::memset(fill, byte, sizeof fill);
+    while (count > 0) {
+        const std::size_t step = count < sizeof fill ? count : sizeof fill;
+        Write(fill, step);
+        count -= step;
+    }
+}
+
+void GltfOutputStream::WriteUint32(uint32_t value) {
+    const unsigned char bytes[4] = {
+        static_cast<unsigned char>(value), static_cast<unsigned char>(value >> 8),
+        static_cast<unsigned char>(value >> 16), static_cast<unsigned char>(value >> 24)};
+    Write(bytes, sizeof bytes);
+}
+
+void GltfStringStream::Write(const void* data, std::size_t size) {
+    if (size != 0) bytes.append(static_cast<const char*>(data), size);
+}
+
+GltfFileStream::GltfFileStream(const std::string& hostPath) : file(OpenHostFile(hostPath, "wb")) {}
+
+GltfFileStream::~GltfFileStream() {
+    if (file) std::fclose(file);
+}
+
+void GltfFileStream::Write(const void* data, std::size_t size) {
+    if (!file || failed || size == 0) return;
+    if (std::fwrite(data, 1, size, file) != size) failed = true;
+}
+
+bool GltfFileStream::Close() {
+    if (!file) return false;
+    bool written = !failed;
+    if (std::fflush(file) != 0) written = false;
+    if (std::fclose(file) != 0) written = false;
+    file = nullptr;
+    return written;
+}
+
+// ---- Output names ------------------------------------------------------------------------------
+
+std::string CutAtLastDot(const std::string& path) {
+    const std::size_t dot = path.rfind('.');
+    return dot == std::string::npos ? path : path.substr(0, dot);
+}
+
+std::string BaseNameOf(const std::string& path) {
+    const std::size_t separator = path.rfind('\\');
+    return separator == std::string::npos ? path : path.substr(separator + 1);
+}
+
+std::string BinUriFor(const std::string& hostPath) {
+    return BaseNameOf(CutAtLastDot(hostPath) + ".bin");
+}
+
+std::optional<std::string> ImageDirectoryFor(const std::string& hostPath,
+                                             const std::string& gltfPath) {
+    const std::size_t separator = hostPath.rfind('\\');
+    if (separator == std::string::npos) return std::string();
+    if (separator + 1 > gltfPath.size()) return std::nullopt;
+    return gltfPath.substr(0, separator + 1);
+}
+
+// ---- The two forms -----------------------------------------------------------------------------
+
+std::string gltfjson::serializeJson(const Value& root) {
+    rapidjson::StringBuffer buffer;
+    rapidjson::Writer<rapidjson::StringBuffer> writer(buffer);
+    root.Accept(writer); // false after a NaN or infinity: the text ends there, and stays so
+    return std::string(buffer.GetString(), buffer.GetSize());
+}
+
+// The .gltf takes the host's name with its extension replaced, whatever that extension was.
+// When the image directory cannot be formed, no file is touched and the write fails.
+bool GltfDocument::WriteGltfFiles(const std::string& path, const GltfJsonValue& root) const {
+    const std::string stem = CutAtLastDot(path);
+    const std::optional<std::string> directory = ImageDirectoryFor(path, stem + ".gltf");
+    if (!directory) return false;
+
+    GltfFileStream gltfFile(stem + ".gltf");
+    if (!gltfFile.IsOpen()) return false;
+    gltfFile.Write(gltfjson::serializeJson(root));
+    if (!gltfFile.Close()) return false;
+
+    // Written also when empty: the buffer's "uri" names it.
+    GltfFileStream binFile(stem + ".bin");
+    if (!binFile.IsOpen()) return false;
+    WriteChunks(binFile, true, *directory);
+    return binFile.Close();
+}
+
+// The .glb takes the host's path as given.
+bool GltfDocument::WriteGlbFile(const std::string& path, const GltfJsonValue& root) const {
+    GltfFileStream file(path);
+    if (!file.IsOpen()) return false;
+    WriteGlb(root, file);
+    return file.Close();
+}
+
+// Header, JSON chunk padded with blanks, BIN chunk padded with zeros. The BIN chunk is written
+// also when it is empty.
+void GltfDocument::WriteGlb(const GltfJsonValue& root, GltfOutputStream& out) const {
+    const std::string jsonText = gltfjson::serializeJson(root);
+    const uint32_t jsonLength = static_cast<uint32_t>(jsonText.size());
+    const uint32_t jsonPad = (0u - jsonLength) & 3u;
+    uint32_t binLength = 0;
+    for (const GltfBufferChunk& chunk : chunks)
+        binLength += chunk.byteLength;
+    const uint32_t binPad = (0u - binLength) & 3u;
+
+    out.Write("glTF", 4);
+    out.WriteUint32(2);
+    out.WriteUint32(12 + 8 + jsonLength + jsonPad + 8 + binLength + binPad);
+    out.WriteUint32(jsonLength + jsonPad);
+    out.Write("JSON", 4);
+    out.Write(jsonText);
+    out.WriteFill(0x20, jsonPad);
+    out.WriteUint32(binLength + binPad);
+    out.WriteUint32(0x004E4942u); // "BIN\0"
+    WriteChunks(out, false, std::string());
+    out.WriteFill(0, binPad);
+}

@@ -1,0 +1,131 @@
+// The binary buffer: views and accessors around chunks, and the bytes the chunks become.
+#include "DocumentTestSupport.h"
+
+#include "document/GltfOutput.h"
+
+using namespace doctests;
+
+namespace {
+
+struct ChunkDocument {
+    ChunkDocument() {
+        document.CreateScene();
+        document.BeginJson("");
+    }
+    std::string Streamed(bool copyImages = false, const std::string& directory = "") const {
+        GltfStringStream stream;
+        document.WriteChunks(stream, copyImages, directory);
+        return stream.Bytes();
+    }
+    rapidjson::Document Finished() {
+        document.FinishJson();
+        return ParseJson(gltfjson::serializeJson(document.json->root));
+    }
+    GltfDocument document;
+};
+
+} // namespace
+
+TEST(GltfChunks, ViewsStayOnTheFourByteGrid) {
+    ChunkDocument d;
+    EXPECT_EQ(d.document.AddChunkView(GltfBufferChunk::FromFloats({1, 2, 3})), 0u);
+    // Three 16-bit indices: 6 bytes of data, 2 of pad, all counted in the view.
+    EXPECT_EQ(d.document.AddChunkView(GltfBufferChunk::FromUint16({1, 2, 3})), 1u);
+    EXPECT_EQ(d.document.AddChunkView(GltfBufferChunk::FromUint32({7})), 2u);
+
+    rapidjson::Document json = d.Finished();
+    EXPECT_EQ(ToText(json["bufferViews"]), R"([{"buffer":0,"byteLength":12},)"
+                                           R"({"buffer":0,"byteLength":8,"byteOffset":12},)"
+                                           R"({"buffer":0,"byteLength":4,"byteOffset":20}])");
+    EXPECT_EQ(ToText(json["buffers"]), R"([{"byteLength":24}])");
+    EXPECT_EQ(d.document.chunks[1].padBytes, 2u);
+    EXPECT_EQ(GltfBufferChunk::FromUint16({1, 2}).padBytes, 0u);
+}
+
+TEST(GltfChunks, OptionalMembersOfViewsAndAccessors) {
+    ChunkDocument d;
+    GltfJsonAllocator& allocator = d.document.json->allocator;
+    d.document.AddBufferView(0, 16, 0, 12, 34962);
+    rapidjson::Value min(rapidjson::kArrayType), max(rapidjson::kArrayType);
+    min.PushBack(-1.5, allocator);
+    max.PushBack(2.5, allocator);
+    EXPECT_EQ(d.document.AddAccessor(0, GltfAccessorType::Vec3, kGltfFloat, 2, 0, min, max), 0u);
+    EXPECT_TRUE(min.IsArray() && min.Empty() && max.IsArray() && max.Empty());
+    EXPECT_EQ(d.document.AddAccessor(0, GltfAccessorType::Mat4, kGltfUnsignedShort, 1, 8, min, max),
+              1u);
+
+    rapidjson::Document json = d.Finished();
+    EXPECT_EQ(ToText(json["bufferViews"]),
+              R"([{"buffer":0,"byteLength":16,"byteStride":12,"target":34962}])");
+    EXPECT_EQ(ToText(json["accessors"]),
+              R"([{"bufferView":0,"type":"VEC3","componentType":5126,"count":2,)"
+              R"("min":[-1.5],"max":[2.5]},)"
+              R"({"bufferView":0,"byteOffset":8,"type":"MAT4","componentType":5123,"count":1}])");
+}
+
+TEST(GltfChunks, NumbersAreStreamedWithTheirPad) {
+    ChunkDocument d;
+    d.document.AddChunk(GltfBufferChunk::FromUint16({1, 2, 0x0304}));
+    d.document.AddChunk(GltfBufferChunk::FromUint32({0x01020304}));
+    d.document.AddChunk(GltfBufferChunk::FromFloats({1.0f}));
+    GltfBufferChunk unknown = GltfBufferChunk::FromUint32({9});
+    unknown.kind = static_cast<GltfChunkKind>(9); // no content, but its pad
+    unknown.padBytes = 2;
+    d.document.AddChunk(unknown);
+
+    const std::string expected("\x01\x00\x02\x00\x04\x03\x00\x00"
+                               "\x04\x03\x02\x01"
+                               "\x00\x00\x80\x3f"
+                               "\x00\x00",
+                               18);
+    EXPECT_EQ(d.Streamed(), expected);
+    EXPECT_EQ(d.Streamed(), expected) << "streaming leaves the chunks as they were";
+}
+
+TEST(GltfChunks, GlbImageIsReadWithZeroFillAndPad) {
+    ScratchDir scratch;
+    WriteBytes(scratch.Path("image.tga"), "ABCDE");
+    ChunkDocument d;
+    d.document.AddChunk(GltfBufferChunk::ForImage(scratch.Host("image.tga"), 8, 3));
+    // A file shorter than its chunk (it changed since it was measured) leaves zeros.
+    d.document.AddChunk(GltfBufferChunk::ForImage(scratch.Host("image.tga"), 8, 0));
+    d.document.AddChunk(GltfBufferChunk::ForImage(scratch.Host("gone.tga"), 4, 0));
+
+    EXPECT_EQ(d.Streamed(), std::string("ABCDE\0\0\0ABCDE\0\0\0\0\0\0\0", 20));
+}
+
+TEST(GltfChunks, GltfImagesAreCopiedButNeverOntoThemselves) {
+    ScratchDir scratch;
+    fs::create_directories(scratch.Path("out"));
+    WriteBytes(scratch.Path("image.png"), std::string("PNG\0data", 8));
+    ChunkDocument d;
+    d.document.AddChunk(GltfBufferChunk::ForImage(scratch.Host("image.png"), 8, 0));
+
+    EXPECT_EQ(d.Streamed(true, scratch.Host("out") + "\\"), "");
+    EXPECT_EQ(ReadBytes(scratch.Path("out/image.png")), std::string("PNG\0data", 8));
+
+    // Same directory, once by the same name and once by another spelling of it.
+    EXPECT_EQ(d.Streamed(true, scratch.Host("")), "");
+    EXPECT_EQ(d.Streamed(true, scratch.Host("out") + "\\..\\"), "");
+    EXPECT_EQ(ReadBytes(scratch.Path("image.png")), std::string("PNG\0data", 8));
+}
+
+TEST(GltfChunks, GlbBinChunkHoldsTheBufferBytes) {
+    ChunkDocument d;
+    d.document.AddChunkView(GltfBufferChunk::FromUint16({5, 6, 7}));
+    d.document.AddChunkView(GltfBufferChunk::FromFloats({0.5f}));
+    d.document.WriteScenes();
+    d.document.FinishJson();
+    GltfStringStream glb;
+    d.document.WriteGlb(d.document.json->root, glb);
+
+    const std::string& bytes = glb.Bytes();
+    const uint32_t jsonChunk = ReadUint32(bytes, 12);
+    const size_t bin = 20 + jsonChunk;
+    ASSERT_EQ(bytes.size(), bin + 8 + 12);
+    EXPECT_EQ(ReadUint32(bytes, 8), bytes.size());
+    EXPECT_EQ(ReadUint32(bytes, bin), 12u);
+    rapidjson::Document json = ParseJson(bytes.substr(20, jsonChunk));
+    EXPECT_EQ(json["buffers"][0]["byteLength"].GetUint(), 12u);
+    EXPECT_EQ(bytes.substr(bin + 8), std::string("\x05\0\x06\0\x07\0\0\0\0\0\0\x3f", 12));
+}
