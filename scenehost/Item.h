@@ -1,0 +1,164 @@
+// An item of the scene: identity, type, place in the hierarchy, channel values per action,
+// string tags, packages, links in the item graphs, and the faces that its type gives it.
+//
+// Items are owned by their Scene and live as long as it does; references to them (Item&) stay
+// valid, and so does the address of the identity string, which plug-ins compare.
+//
+// The builder calls return the item, so a test can chain them:
+//     scene.AddItem("mesh", "Cube").Position(0, 1, 0).Tag("GTYP", "actor");
+// A builder call that names something the host does not have (a channel the type lacks, a value
+// of the wrong kind) throws std::invalid_argument: such a scene cannot exist in the host.
+#pragma once
+
+#include "ComBase.h"
+#include "Transforms.h"
+#include "TypeTree.h"
+
+#include "qv/scene.h"
+
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace scenehost {
+
+class Scene;
+class LocatorFace;
+class ActionClipFace;
+class GroupFace;
+class TextureFace;
+
+// Action names: the base values of the scene and the user's edits on top of them. An action
+// clip's values are kept under the clip item's ident.
+inline const std::string kSetup = "setup";
+inline const std::string kEdit = "edit";
+
+// Item graphs that every scene has (a scene may remove one to show a host without it).
+inline const std::string kXfrmCore = "xfrmCore"; // locator <-> its transform items, stack order
+inline const std::string kXfrmLocal = "xfrmLocal";
+inline const std::string kTargets = "targets";
+inline const std::string kCurrentGroups = "currentGroups"; // scene item -> its current groups
+inline const std::string kShadeLoc = "shadeLoc";           // texture layer -> texture locator
+inline const std::string kDeformers = "deformers";         // deform group -> meshes
+inline const std::string kParticle = "particle";
+inline const std::string kSource = "source";       // instance -> what it stands for
+inline const std::string kChanLinks = "chanLinks"; // the channel graph
+
+struct ChannelDriver {
+    Item* item;
+    uint32_t channel;
+};
+
+class Item final : public Owned<IQvItem, IQvStringTag> {
+public:
+    static constexpr QvGuid implIid = {
+        0x5c0e1a01, 0x7a11, 0x4c3e, {0x9e, 0x01, 0x51, 0x7e, 0x4a, 0x00, 0x00, 0x01}};
+
+    Item(Scene& scene, const TypeDef& type, std::string ident, std::string name);
+    ~Item() override;
+
+    // ---- Builder: channel values (default action "setup") ----
+    Item& Set(const std::string& channel, double value, const std::string& action = kSetup);
+    Item& Set(const std::string& channel, int value, const std::string& action = kSetup);
+    Item& Set(const std::string& channel, const char* value, const std::string& action = kSetup);
+    Item& Set(const std::string& channel, const std::string& value,
+              const std::string& action = kSetup);
+    // An object channel's value ("mesh", "surf"); the item takes a reference.
+    Item& SetObject(const std::string& channel, IQvUnknown* object,
+                    const std::string& action = kSetup);
+
+    // ---- Builder: tags, packages, links ----
+    Item& Tag(const std::string& fourCC, const std::string& value); // four characters, e.g. "GTYP"
+    Item& Package(const std::string& name);
+    Item& Link(const std::string& graph, Item& to); // appends a forward link
+    // Makes `driver`'s channel drive this item's channel in the channel graph.
+    Item& DrivenBy(const std::string& channel, Item& driver, const std::string& driverChannel);
+
+    // ---- Builder: transforms (locators only) ----
+    // Values of the item's own translation, rotation (degrees) and scale items, created on first
+    // use and kept in the stack order translation, rotation, scale whatever the call order.
+    Item& Position(double x, double y, double z);
+    Item& Rotation(double xDeg, double yDeg, double zDeg, int32_t order = 0);
+    Item& Scale(double x, double y, double z);
+    Item& OwnTransform(QvTransformKind kind); // the own transform item, created on first use
+    // A further transform item (a pivot, an offset, a compensation) at `position` in the stack
+    // (-1: at the end, applied first). Returns the new item.
+    Item& AddTransform(const std::string& type, const std::string& name, int position = -1);
+    // Stands for constraints and other evaluation: the item's world matrix, whatever its stack.
+    Item& SetWorldMatrix(const Matrix& world);
+
+    // ---- Builder: other faces ----
+    Item& SetImage(const std::string& path); // texture layers: the image file, as the OS names it
+    Item& AddMember(Item& member);           // groups
+    Item& AddChannelMember(Item& member, const std::string& channel);
+
+    // ---- The model ----
+    Scene& Owner() const { return scene_; }
+    const TypeDef& Type() const { return *type_; }
+    bool IsA(const std::string& typeName) const;
+    const std::string& Ident() const { return ident_; }
+    const std::string& Name() const { return name_; }
+    Item* Parent() const { return parent_; }
+    const std::vector<Item*>& Children() const { return children_; }
+    uint32_t ChannelIndex(const std::string& channel) const; // throws for an unknown channel
+    const ChannelValue* Stored(const std::string& action, uint32_t channel) const;
+    const ChannelValue& SetupValue(uint32_t channel) const; // setup, else the type's default
+    const std::vector<Item*>& Links(const std::string& graph) const;
+    const std::vector<Item*>& ReverseLinks(const std::string& graph) const;
+    const std::vector<ChannelDriver>& Drivers(uint32_t channel) const;
+    Item* FindOwnTransform(QvTransformKind kind) const { return ownTransforms_[kind]; }
+    const Matrix* ExplicitWorld() const { return explicitWorld_ ? &*explicitWorld_ : nullptr; }
+    const std::string& Image() const { return image_; }
+    const std::vector<Item*>& Members() const { return members_; }
+    const std::vector<ChannelDriver>& ChannelMembers() const { return channelMembers_; }
+
+    // ---- IQvUnknown, IQvItem, IQvStringTag ----
+    QvResult QueryInterface(const QvGuid& id, void** out) override;
+    QvResult ItemType(QvTypeCode* code) override;
+    QvResult TestType(QvTypeCode code) override;
+    QvResult Ident(const char** ident) override;
+    QvResult Name(const char** name) override;
+    QvResult Parent(IQvItem** parent) override;
+    QvResult SubCount(uint32_t* count) override;
+    QvResult SubByIndex(uint32_t index, IQvItem** child) override;
+    QvResult Context(IQvScene** scene) override;
+    QvResult ChannelCount(uint32_t* count) override;
+    QvResult ChannelLookup(const char* name, int32_t* index) override;
+    QvResult ChannelName(uint32_t index, const char** name) override;
+    QvResult PackageTest(const char* package) override;
+    QvResult GetTag(uint32_t type, const char** value) override;
+
+private:
+    friend class Scene; // keeps parent and children in step
+
+    Item& Store(const std::string& channel, ChannelValue value, const std::string& action);
+    void RequireType(const char* typeName, const char* what) const;
+    void AddLink(const std::string& graph, Item& to);
+    void InsertLink(const std::string& graph, Item& to, size_t position);
+
+    Scene& scene_;
+    const TypeDef* type_;
+    const std::string ident_;
+    const std::string name_;
+    Item* parent_ = nullptr;
+    std::vector<Item*> children_;
+    std::map<std::string, std::map<uint32_t, ChannelValue>> values_; // action -> channel -> value
+    std::map<uint32_t, std::string> tags_;
+    std::vector<std::string> packages_;
+    std::map<std::string, std::vector<Item*>> links_, reverseLinks_; // by graph name
+    std::map<uint32_t, std::vector<ChannelDriver>> drivers_;         // by driven channel
+    Item* ownTransforms_[3] = {nullptr, nullptr, nullptr};           // by QvTransformKind
+    std::optional<Matrix> explicitWorld_;
+    std::string image_;
+    std::vector<Item*> members_;
+    std::vector<ChannelDriver> channelMembers_;
+
+    std::unique_ptr<LocatorFace> locator_;
+    std::unique_ptr<ActionClipFace> clip_;
+    std::unique_ptr<GroupFace> group_;
+    std::unique_ptr<TextureFace> texture_;
+};
+
+} // namespace scenehost

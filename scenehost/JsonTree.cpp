@@ -1,0 +1,255 @@
+#include "JsonTree.h"
+
+#include "gltfio_json.h"
+
+#include <memory>
+
+namespace scenehost {
+
+const JsonMember* JsonNode::Find(const std::string& name) const {
+    for (const JsonMember& m : members)
+        if (m.name == name) return &m;
+    return nullptr;
+}
+
+namespace {
+
+// A string stream that RapidJSON reads in place. Its own StringStream is copied into a local
+// while a string or number is read, so its Tell() lags during those events; this one has no
+// copy optimisation, so Tell() is exact in every event.
+class TrackedStream {
+public:
+    typedef char Ch;
+    explicit TrackedStream(const std::string& text) : head_(text.c_str()), src_(head_) {}
+    Ch Peek() const { return *src_; }
+    Ch Take() { return *src_++; }
+    size_t Tell() const { return static_cast<size_t>(src_ - head_); }
+    // Output is never asked of an input stream.
+    Ch* PutBegin() { return nullptr; }
+    void Put(Ch) {}
+    void Flush() {}
+    size_t PutEnd(Ch*) { return 0; }
+
+private:
+    const Ch* head_;
+    const Ch* src_;
+};
+
+// Builds the tree from the reader's events, with a stack of open arrays and objects.
+class TreeBuilder {
+public:
+    TreeBuilder(const std::string& text, const TrackedStream& stream)
+        : text_(text), stream_(stream) {}
+
+    JsonNode TakeRoot() { return std::move(root_); }
+    const JsonError* Error() const { return error_.get(); }
+
+    bool Null() { return Add(JsonNode::Kind::Null); }
+    bool Bool(bool b) {
+        return Add(JsonNode::Kind::Bool, [&](JsonNode& n) { n.boolean = b; });
+    }
+    bool Int(int i) { return Integer(i); }
+    bool Uint(unsigned u) { return Integer(u); }
+    bool Int64(int64_t i) { return Integer(i); }
+    bool Uint64(uint64_t u) {
+        if (u <= static_cast<uint64_t>(INT64_MAX)) return Integer(static_cast<int64_t>(u));
+        // Beyond int64: a plain number; no channel or value takes such an integer anyway.
+        return Add(JsonNode::Kind::Number, [&](JsonNode& n) { n.number = static_cast<double>(u); });
+    }
+    bool Double(double d) {
+        return Add(JsonNode::Kind::Number, [&](JsonNode& n) { n.number = d; });
+    }
+    bool RawNumber(const char*, rapidjson::SizeType, bool) { return false; } // not asked for
+    bool String(const char* s, rapidjson::SizeType length, bool) {
+        return Add(JsonNode::Kind::String, [&](JsonNode& n) { n.text.assign(s, length); });
+    }
+    bool StartObject() { return Open(JsonNode::Kind::Object); }
+    bool StartArray() { return Open(JsonNode::Kind::Array); }
+    bool EndObject(rapidjson::SizeType) { return Close(); }
+    bool EndArray(rapidjson::SizeType) { return Close(); }
+
+    bool Key(const char* s, rapidjson::SizeType length, bool) {
+        size_t at = Start();
+        std::string name(s, length);
+        if (const JsonMember* first = open_.back().Find(name)) {
+            TextPosition pos = PositionOf(text_, first->nameOffset);
+            error_ = std::make_unique<JsonError>(
+                at, "duplicate member '" + name + "' (first at line " + std::to_string(pos.line) +
+                        ", column " + std::to_string(pos.column) + ")");
+            return false; // stops the reader; ParseJson reports error_
+        }
+        keys_.push_back({name, at});
+        Mark();
+        return true;
+    }
+
+private:
+    struct PendingKey {
+        std::string name;
+        size_t offset;
+    };
+
+    size_t Start() const {
+        size_t at = mark_;
+        while (at < text_.size() && (text_[at] == ' ' || text_[at] == '\t' || text_[at] == '\n' ||
+                                     text_[at] == '\r' || text_[at] == ',' || text_[at] == ':'))
+            ++at;
+        return at;
+    }
+    void Mark() { mark_ = stream_.Tell(); }
+
+    bool Integer(int64_t i) {
+        return Add(JsonNode::Kind::Integer, [&](JsonNode& n) {
+            n.integer = i;
+            n.number = static_cast<double>(i);
+        });
+    }
+
+    template <class Fill = void (*)(JsonNode&)>
+    bool Add(
+        JsonNode::Kind kind, Fill fill = [](JsonNode&) {}) {
+        JsonNode node;
+        node.kind = kind;
+        node.offset = Start();
+        fill(node);
+        Mark();
+        Attach(std::move(node));
+        return true;
+    }
+
+    bool Open(JsonNode::Kind kind) {
+        JsonNode node;
+        node.kind = kind;
+        node.offset = Start();
+        Mark();
+        open_.push_back(std::move(node));
+        return true;
+    }
+
+    bool Close() {
+        Mark();
+        JsonNode node = std::move(open_.back());
+        open_.pop_back();
+        Attach(std::move(node));
+        return true;
+    }
+
+    void Attach(JsonNode node) {
+        if (open_.empty()) {
+            root_ = std::move(node);
+        } else if (open_.back().kind == JsonNode::Kind::Array) {
+            open_.back().elements.push_back(std::move(node));
+        } else {
+            open_.back().members.push_back(
+                {keys_.back().name, keys_.back().offset, std::move(node)});
+            keys_.pop_back();
+        }
+    }
+
+    const std::string& text_;
+    const TrackedStream& stream_;
+    size_t mark_ = 0;
+    std::vector<JsonNode> open_;
+    std::vector<PendingKey> keys_;
+    JsonNode root_;
+    std::unique_ptr<JsonError> error_;
+};
+
+const char* ParseErrorText(rapidjson::ParseErrorCode code) {
+    switch (code) {
+    case rapidjson::kParseErrorDocumentEmpty:
+        return "the file is empty";
+    case rapidjson::kParseErrorDocumentRootNotSingular:
+        return "text after the end of the scene";
+    case rapidjson::kParseErrorValueInvalid:
+        return "not a JSON value";
+    case rapidjson::kParseErrorObjectMissName:
+        return "expected a member name in double quotes";
+    case rapidjson::kParseErrorObjectMissColon:
+        return "expected ':' after the member name";
+    case rapidjson::kParseErrorObjectMissCommaOrCurlyBracket:
+        return "expected ',' or '}'";
+    case rapidjson::kParseErrorArrayMissCommaOrSquareBracket:
+        return "expected ',' or ']'";
+    case rapidjson::kParseErrorStringUnicodeEscapeInvalidHex:
+        return "bad \\u escape";
+    case rapidjson::kParseErrorStringUnicodeSurrogateInvalid:
+        return "bad surrogate pair";
+    case rapidjson::kParseErrorStringEscapeInvalid:
+        return "bad escape in a string";
+    case rapidjson::kParseErrorStringMissQuotationMark:
+        return "a string is not closed";
+    case rapidjson::kParseErrorStringInvalidEncoding:
+        return "invalid UTF-8 in a string";
+    case rapidjson::kParseErrorNumberTooBig:
+        return "number too big";
+    case rapidjson::kParseErrorNumberMissFraction:
+        return "expected digits after the decimal point";
+    case rapidjson::kParseErrorNumberMissExponent:
+        return "expected digits in the exponent";
+    case rapidjson::kParseErrorTermination:
+        return "parsing stopped";
+    case rapidjson::kParseErrorUnspecificSyntaxError:
+        return "syntax error";
+    case rapidjson::kParseErrorNone:
+        break;
+    }
+    return "syntax error";
+}
+
+} // namespace
+
+JsonNode ParseJson(const std::string& text) {
+    TrackedStream stream(text);
+    TreeBuilder builder(text, stream);
+    rapidjson::Reader reader;
+    rapidjson::ParseResult ok =
+        reader.Parse<rapidjson::kParseValidateEncodingFlag>(stream, builder);
+    if (!ok && builder.Error()) throw *builder.Error();
+    if (!ok) throw JsonError(ok.Offset(), ParseErrorText(ok.Code()));
+    // A NUL inside the text ends RapidJSON's reading early; what follows must not pass silently.
+    if (stream.Tell() < text.size()) throw JsonError(stream.Tell(), "unexpected NUL character");
+    return builder.TakeRoot();
+}
+
+TextPosition PositionOf(const std::string& text, size_t offset) {
+    TextPosition pos;
+    for (size_t i = 0; i < offset && i < text.size(); ++i) {
+        unsigned char c = static_cast<unsigned char>(text[i]);
+        if (c == '\n') {
+            ++pos.line;
+            pos.column = 1;
+        } else if ((c & 0xC0) != 0x80) { // not a UTF-8 continuation byte
+            ++pos.column;
+        }
+    }
+    return pos;
+}
+
+std::string Located(const std::string& file, const std::string& text, size_t offset,
+                    const std::string& what) {
+    TextPosition pos = PositionOf(text, offset);
+    return file + ":" + std::to_string(pos.line) + ":" + std::to_string(pos.column) + ": " + what;
+}
+
+const char* DescribeKind(const JsonNode& node) {
+    switch (node.kind) {
+    case JsonNode::Kind::Null:
+        return "null";
+    case JsonNode::Kind::Bool:
+        return "a boolean";
+    case JsonNode::Kind::Integer:
+        return "an integer";
+    case JsonNode::Kind::Number:
+        return "a number";
+    case JsonNode::Kind::String:
+        return "a string";
+    case JsonNode::Kind::Array:
+        return "an array";
+    case JsonNode::Kind::Object:
+        return "an object";
+    }
+    return "a value";
+}
+
+} // namespace scenehost

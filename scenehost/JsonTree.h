@@ -1,0 +1,70 @@
+// JSON read into a small tree that remembers where each value and member name stood in the text,
+// so that a scene file can be refused with the line and column of the offending value.
+//
+// RapidJSON's reader reports events, not positions; the handler here notes the stream offset
+// after each event, and a value starts at the first character after that which is neither
+// whitespace nor a separator (',' or ':'). Offsets turn into line and column only when an error
+// is reported.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+namespace scenehost {
+
+struct JsonMember;
+
+struct JsonNode {
+    enum class Kind { Null, Bool, Integer, Number, String, Array, Object };
+
+    Kind kind = Kind::Null;
+    bool boolean = false;
+    int64_t integer = 0; // Kind::Integer: a literal without fraction or exponent
+    double number = 0.0; // Kind::Integer and Kind::Number
+    std::string text;
+    std::vector<JsonNode> elements;
+    std::vector<JsonMember> members; // in the file's order
+    size_t offset = 0;
+
+    bool IsNumber() const { return kind == Kind::Integer || kind == Kind::Number; }
+    const JsonMember* Find(const std::string& name) const;
+};
+
+struct JsonMember {
+    std::string name;
+    size_t nameOffset = 0;
+    JsonNode value;
+};
+
+// A fault in a file at a byte offset.
+class JsonError : public std::runtime_error {
+public:
+    JsonError(size_t offset, const std::string& what) : std::runtime_error(what), offset_(offset) {}
+    size_t Offset() const { return offset_; }
+
+private:
+    size_t offset_;
+};
+
+// Parses `text`; throws JsonError at the fault for broken JSON, duplicate member names and
+// invalid UTF-8.
+JsonNode ParseJson(const std::string& text);
+
+// 1-based line and column of a byte offset; columns count characters, not bytes.
+struct TextPosition {
+    size_t line = 1;
+    size_t column = 1;
+};
+TextPosition PositionOf(const std::string& text, size_t offset);
+
+// "file:line:column: what" for an error at `offset` of `text`.
+std::string Located(const std::string& file, const std::string& text, size_t offset,
+                    const std::string& what);
+
+// How a JSON kind is named in messages ("a string", "an object", ...).
+const char* DescribeKind(const JsonNode& node);
+
+} // namespace scenehost

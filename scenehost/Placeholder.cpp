@@ -1,2 +1,0 @@
-// placeholder until the scene host lands
-namespace { int placeholder; }

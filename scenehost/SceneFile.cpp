@@ -1,0 +1,497 @@
+#include "SceneFile.h"
+
+#include "JsonTree.h"
+#include "SceneHost.h"
+
+#include <filesystem>
+#include <fstream>
+#include <initializer_list>
+#include <limits>
+#include <sstream>
+
+namespace scenehost {
+
+namespace {
+
+using Kind = JsonNode::Kind;
+
+// Reads one parsed scene file into a host. Every refusal throws JsonError at the offending
+// value; builder calls that refuse (std::invalid_argument) are turned into one there too.
+class SceneReader {
+public:
+    SceneReader(SceneHost& host, std::string baseDir)
+        : host_(host), scene_(host.Scene()), baseDir_(std::move(baseDir)) {}
+
+    void Read(const JsonNode& root);
+
+private:
+    // ---- Checks and conversions ----
+    [[noreturn]] void Fail(size_t offset, const std::string& what) const {
+        throw JsonError(offset, what);
+    }
+    [[noreturn]] void Fail(const JsonNode& at, const std::string& what) const {
+        Fail(at.offset, what);
+    }
+    void Expect(const JsonNode& node, Kind kind, const char* what) const;
+    void CheckMembers(const JsonNode& object, const char* where,
+                      std::initializer_list<const char*> allowed) const;
+    const std::string& Text(const JsonNode& node, const char* what) const;
+    int32_t Int32(const JsonNode& node, const char* what) const;
+    double Number(const JsonNode& node, const char* what) const;
+    std::vector<double> Numbers(const JsonNode& node, size_t count, const char* what) const;
+    Item& Ref(const JsonNode& idNode) const;
+    template <class F> void Guard(const JsonNode& at, F&& step) const;
+
+    // ---- Sections, in the order Read applies them ----
+    void ReadPlatform(const JsonNode& node);
+    void ReadLogSubsystems(const JsonNode& node);
+    void ReadUserValues(const JsonNode& node);
+    void ReadAbsentTypes(const JsonNode& node);
+    void ReadSceneItem(const JsonNode& node);
+    void CreateItem(const JsonNode& node);
+    void ConnectItem(const JsonNode& node);
+    void ReadGraphs(const JsonNode& node);
+    void ReadChannelLinks(const JsonNode& node);
+    void ReadAbsentGraphs(const JsonNode& node);
+    void ReadRenderCameras(const JsonNode& node);
+    void ReadSelection(const JsonNode& node);
+
+    // ---- Item members ----
+    void ReadChannels(Item& item, const JsonNode& channels, const std::string& action);
+    void ReadActions(Item& item, const JsonNode& actions);
+    void ReadTags(Item& item, const JsonNode& tags);
+    void ReadPackages(Item& item, const JsonNode& packages);
+    void ReadTransform(Item& item, const JsonNode& transform);
+    void ReadWorldMatrix(Item& item, const JsonNode& matrix);
+    void ReadImage(Item& item, const JsonNode& image);
+    void ReadMembers(Item& item, const JsonNode& members);
+    void ReadChannelMembers(Item& item, const JsonNode& members);
+
+    SceneHost& host_;
+    Scene& scene_;
+    std::string baseDir_;
+    std::vector<Item*> fileItems_; // the items of "items", in file order
+};
+
+// ---- Checks and conversions -----------------------------------------------------------------
+
+void SceneReader::Expect(const JsonNode& node, Kind kind, const char* what) const {
+    bool ok = node.kind == kind || (kind == Kind::Number && node.kind == Kind::Integer);
+    if (!ok) {
+        JsonNode wanted;
+        wanted.kind = kind;
+        Fail(node, std::string(what) + " must be " + DescribeKind(wanted) + ", not " +
+                       DescribeKind(node));
+    }
+}
+
+void SceneReader::CheckMembers(const JsonNode& object, const char* where,
+                               std::initializer_list<const char*> allowed) const {
+    for (const JsonMember& m : object.members) {
+        bool known = false;
+        for (const char* name : allowed)
+            known = known || m.name == name;
+        if (known) continue;
+        std::string list;
+        for (const char* name : allowed)
+            list += std::string(list.empty() ? "" : ", ") + name;
+        Fail(m.nameOffset,
+             "unknown member '" + m.name + "' in " + where + " (known: " + list + ")");
+    }
+}
+
+const std::string& SceneReader::Text(const JsonNode& node, const char* what) const {
+    Expect(node, Kind::String, what);
+    return node.text;
+}
+
+int32_t SceneReader::Int32(const JsonNode& node, const char* what) const {
+    if (node.kind != Kind::Integer)
+        Fail(node, std::string(what) + " must be an integer, not " + DescribeKind(node));
+    if (node.integer < std::numeric_limits<int32_t>::min() ||
+        node.integer > std::numeric_limits<int32_t>::max())
+        Fail(node, std::string(what) + " does not fit in 32 bits");
+    return static_cast<int32_t>(node.integer);
+}
+
+double SceneReader::Number(const JsonNode& node, const char* what) const {
+    Expect(node, Kind::Number, what);
+    return node.number;
+}
+
+std::vector<double> SceneReader::Numbers(const JsonNode& node, size_t count,
+                                         const char* what) const {
+    Expect(node, Kind::Array, what);
+    if (node.elements.size() != count)
+        Fail(node, std::string(what) + " must hold " + std::to_string(count) + " numbers, not " +
+                       std::to_string(node.elements.size()));
+    std::vector<double> out;
+    for (const JsonNode& e : node.elements)
+        out.push_back(Number(e, what));
+    return out;
+}
+
+Item& SceneReader::Ref(const JsonNode& idNode) const {
+    const std::string& id = Text(idNode, "an item reference");
+    Item* item = scene_.FindIdent(id);
+    if (!item) Fail(idNode, "no item with id '" + id + "'");
+    return *item;
+}
+
+// Runs a builder step; a refusal of the builder becomes a refusal of the file at `at`.
+template <class F> void SceneReader::Guard(const JsonNode& at, F&& step) const {
+    try {
+        step();
+    } catch (const std::invalid_argument& e) {
+        Fail(at, e.what());
+    }
+}
+
+// ---- Sections -------------------------------------------------------------------------------
+
+void SceneReader::Read(const JsonNode& root) {
+    Expect(root, Kind::Object, "a scene file");
+    CheckMembers(root, "the scene file",
+                 {"platform", "logSubsystems", "userValues", "absentTypes", "scene", "items",
+                  "graphs", "channelLinks", "absentGraphs", "renderCameras", "selection"});
+    auto section = [&](const char* name, void (SceneReader::*read)(const JsonNode&)) {
+        if (const JsonMember* m = root.Find(name))
+            Guard(m->value, [&] { (this->*read)(m->value); });
+    };
+    section("platform", &SceneReader::ReadPlatform);
+    section("logSubsystems", &SceneReader::ReadLogSubsystems);
+    section("userValues", &SceneReader::ReadUserValues);
+    section("absentTypes", &SceneReader::ReadAbsentTypes);
+    section("scene", &SceneReader::ReadSceneItem);
+    if (const JsonMember* items = root.Find("items")) {
+        Expect(items->value, Kind::Array, "\"items\"");
+        // Two passes: every item exists before any reference (parent, link, action) is resolved.
+        for (const JsonNode& item : items->value.elements)
+            Guard(item, [&] { CreateItem(item); });
+        for (const JsonNode& item : items->value.elements)
+            Guard(item, [&] { ConnectItem(item); });
+    }
+    if (const JsonMember* sceneNode = root.Find("scene"))
+        if (const JsonMember* actions = sceneNode->value.Find("actions"))
+            ReadActions(scene_.SceneItem(), actions->value);
+    section("graphs", &SceneReader::ReadGraphs);
+    section("channelLinks", &SceneReader::ReadChannelLinks);
+    section("absentGraphs", &SceneReader::ReadAbsentGraphs);
+    section("renderCameras", &SceneReader::ReadRenderCameras);
+    section("selection", &SceneReader::ReadSelection);
+}
+
+void SceneReader::ReadPlatform(const JsonNode& node) {
+    Expect(node, Kind::Object, "\"platform\"");
+    CheckMembers(node, "\"platform\"", {"name", "version", "build", "text1", "text2"});
+    PlatformFacts& facts = host_.Platform();
+    std::string* fields[] = {&facts.name, &facts.version, &facts.build, &facts.text1, &facts.text2};
+    const char* names[] = {"name", "version", "build", "text1", "text2"};
+    for (int i = 0; i < 5; ++i)
+        if (const JsonMember* m = node.Find(names[i]))
+            *fields[i] = Text(m->value, "a platform fact");
+}
+
+void SceneReader::ReadLogSubsystems(const JsonNode& node) {
+    Expect(node, Kind::Array, "\"logSubsystems\"");
+    for (const std::string name : {"io-status", "logsys"})
+        host_.RemoveLogSubsystem(name);
+    for (const JsonNode& e : node.elements)
+        host_.AddLogSubsystem(Text(e, "a log subsystem"));
+}
+
+void SceneReader::ReadUserValues(const JsonNode& node) {
+    Expect(node, Kind::Object, "\"userValues\"");
+    for (const JsonMember& m : node.members) {
+        if (m.value.kind == Kind::String)
+            host_.SetUserString(m.name, m.value.text);
+        else if (m.value.kind == Kind::Integer)
+            host_.SetUserInt(m.name, Int32(m.value, "a user value"));
+        else
+            Fail(m.value, "a user value must be an integer or a string, not " +
+                              std::string(DescribeKind(m.value)));
+    }
+}
+
+void SceneReader::ReadAbsentTypes(const JsonNode& node) {
+    Expect(node, Kind::Array, "\"absentTypes\"");
+    for (const JsonNode& e : node.elements) {
+        const std::string& name = Text(e, "a type name");
+        if (!scene_.Types().Find(name)) Fail(e, "unknown item type '" + name + "'");
+        if (name == "scene") Fail(e, "the scene type cannot be absent");
+        scene_.RemoveType(name);
+    }
+}
+
+void SceneReader::ReadSceneItem(const JsonNode& node) {
+    Expect(node, Kind::Object, "\"scene\"");
+    CheckMembers(node, "\"scene\"", {"channels", "actions", "tags"});
+    Item& item = scene_.SceneItem();
+    if (const JsonMember* m = node.Find("channels")) ReadChannels(item, m->value, kSetup);
+    if (const JsonMember* m = node.Find("tags")) ReadTags(item, m->value);
+    // "actions" name clips, which exist only once the items are made: Read takes them later.
+}
+
+// ---- Items ----------------------------------------------------------------------------------
+
+// First pass: the item with everything that refers to no other item.
+void SceneReader::CreateItem(const JsonNode& node) {
+    Expect(node, Kind::Object, "an item");
+    CheckMembers(node, "an item",
+                 {"id", "type", "name", "parent", "channels", "actions", "tags", "packages",
+                  "transform", "worldMatrix", "image", "members", "channelMembers", "source",
+                  "mesh"});
+    const JsonMember* id = node.Find("id");
+    const JsonMember* type = node.Find("type");
+    if (!id) Fail(node, "an item needs an \"id\"");
+    if (!type) Fail(node, "an item needs a \"type\"");
+    const std::string& ident = Text(id->value, "\"id\"");
+    const std::string& typeName = Text(type->value, "\"type\"");
+    if (ident.empty()) Fail(id->value, "an id must not be empty");
+    if (Item* taken = scene_.FindIdent(ident))
+        Fail(id->value, "id '" + ident + "' is taken" +
+                            (taken == &scene_.SceneItem() ? " by the scene item" : ""));
+    if (!scene_.Types().Find(typeName)) Fail(type->value, "unknown item type '" + typeName + "'");
+    if (typeName == "scene")
+        Fail(type->value, "the scene item is given by \"scene\", not in \"items\"");
+    if (const JsonMember* mesh = node.Find("mesh"))
+        Fail(mesh->value, "mesh data is not supported by the scene host yet");
+    const JsonMember* name = node.Find("name");
+    Item& item =
+        scene_.AddItemWithIdent(ident, typeName, name ? Text(name->value, "\"name\"") : ident);
+    fileItems_.push_back(&item);
+
+    if (const JsonMember* m = node.Find("transform"))
+        Guard(m->value, [&] { ReadTransform(item, m->value); });
+    if (const JsonMember* m = node.Find("channels")) ReadChannels(item, m->value, kSetup);
+    if (const JsonMember* m = node.Find("tags")) ReadTags(item, m->value);
+    if (const JsonMember* m = node.Find("packages")) ReadPackages(item, m->value);
+    if (const JsonMember* m = node.Find("worldMatrix")) ReadWorldMatrix(item, m->value);
+    if (const JsonMember* m = node.Find("image")) ReadImage(item, m->value);
+}
+
+// Second pass: what refers to other items, which all exist by now.
+void SceneReader::ConnectItem(const JsonNode& node) {
+    Item& item = *scene_.FindIdent(node.Find("id")->value.text);
+    if (const JsonMember* m = node.Find("parent")) {
+        Item& parent = Ref(m->value);
+        Guard(m->value, [&] { scene_.SetParent(item, &parent); });
+    }
+    if (const JsonMember* m = node.Find("actions")) ReadActions(item, m->value);
+    if (const JsonMember* m = node.Find("members")) ReadMembers(item, m->value);
+    if (const JsonMember* m = node.Find("channelMembers")) ReadChannelMembers(item, m->value);
+    if (const JsonMember* m = node.Find("source")) {
+        if (!item.IsA("meshInst")) Fail(m->value, "only a meshInst item has a \"source\"");
+        Item& source = Ref(m->value);
+        scene_.Link(kSource, item, source);
+    }
+}
+
+void SceneReader::ReadChannels(Item& item, const JsonNode& channels, const std::string& action) {
+    Expect(channels, Kind::Object, "channel values");
+    for (const JsonMember& m : channels.members) {
+        int32_t index = item.Type().Channel(m.name);
+        if (index < 0)
+            Fail(m.nameOffset, "type '" + item.Type().name + "' has no channel '" + m.name + "'");
+        const ChannelDef& def = item.Type().channels[static_cast<size_t>(index)];
+        switch (def.kind) {
+        case ChannelKind::Integer:
+            item.Set(m.name, Int32(m.value, "this channel's value"), action);
+            break;
+        case ChannelKind::Double:
+            item.Set(m.name, Number(m.value, "this channel's value"), action);
+            break;
+        case ChannelKind::String:
+            item.Set(m.name, Text(m.value, "this channel's value"), action);
+            break;
+        case ChannelKind::Object:
+        case ChannelKind::Matrix:
+            Fail(m.nameOffset, "channel '" + m.name + "' holds " + KindName(def.kind) +
+                                   " values, which a scene file does not set");
+        }
+    }
+}
+
+void SceneReader::ReadActions(Item& item, const JsonNode& actions) {
+    Expect(actions, Kind::Object, "\"actions\"");
+    for (const JsonMember& m : actions.members) {
+        if (m.name == kSetup) Fail(m.nameOffset, "setup values go in \"channels\"");
+        if (!scene_.IsAction(m.name))
+            Fail(m.nameOffset,
+                 "no action '" + m.name + "': actions are \"edit\" and the ids of action clips");
+        ReadChannels(item, m.value, m.name);
+    }
+}
+
+void SceneReader::ReadTags(Item& item, const JsonNode& tags) {
+    Expect(tags, Kind::Object, "\"tags\"");
+    for (const JsonMember& m : tags.members) {
+        if (m.name.size() != 4) Fail(m.nameOffset, "a tag code has four characters, like \"GTYP\"");
+        item.Tag(m.name, Text(m.value, "a tag value"));
+    }
+}
+
+void SceneReader::ReadPackages(Item& item, const JsonNode& packages) {
+    Expect(packages, Kind::Array, "\"packages\"");
+    for (const JsonNode& e : packages.elements)
+        item.Package(Text(e, "a package name"));
+}
+
+void SceneReader::ReadTransform(Item& item, const JsonNode& transform) {
+    Expect(transform, Kind::Object, "\"transform\"");
+    if (!item.IsA("locator")) Fail(transform, "only locator items have a \"transform\"");
+    CheckMembers(transform, "\"transform\"", {"position", "rotation", "scale", "order"});
+    if (const JsonMember* m = transform.Find("position")) {
+        std::vector<double> v = Numbers(m->value, 3, "\"position\"");
+        item.Position(v[0], v[1], v[2]);
+    }
+    int32_t order = 0;
+    if (const JsonMember* m = transform.Find("order")) {
+        order = RotationOrderFromName(Text(m->value, "\"order\"").c_str());
+        if (order < 0) Fail(m->value, "a rotation order is one of XYZ, XZY, YXZ, YZX, ZXY, ZYX");
+    }
+    const JsonMember* rotation = transform.Find("rotation");
+    if (rotation || transform.Find("order")) {
+        std::vector<double> v =
+            rotation ? Numbers(rotation->value, 3, "\"rotation\"") : std::vector<double>(3, 0.0);
+        item.Rotation(v[0], v[1], v[2], order);
+    }
+    if (const JsonMember* m = transform.Find("scale")) {
+        std::vector<double> v = Numbers(m->value, 3, "\"scale\"");
+        item.Scale(v[0], v[1], v[2]);
+    }
+}
+
+void SceneReader::ReadWorldMatrix(Item& item, const JsonNode& matrix) {
+    if (!item.IsA("locator")) Fail(matrix, "only locator items have a \"worldMatrix\"");
+    std::vector<double> v = Numbers(matrix, 16, "\"worldMatrix\"");
+    Matrix m;
+    std::copy(v.begin(), v.end(), m.begin());
+    item.SetWorldMatrix(m);
+}
+
+void SceneReader::ReadImage(Item& item, const JsonNode& image) {
+    if (!item.IsA("textureLayer")) Fail(image, "only texture layers have an \"image\"");
+    std::filesystem::path path(Text(image, "\"image\""));
+    if (path.is_relative() && !baseDir_.empty())
+        path = (std::filesystem::path(baseDir_) / path).lexically_normal();
+    item.SetImage(path.generic_string());
+}
+
+void SceneReader::ReadMembers(Item& item, const JsonNode& members) {
+    if (!item.IsA("group")) Fail(members, "only group items have \"members\"");
+    Expect(members, Kind::Array, "\"members\"");
+    for (const JsonNode& e : members.elements)
+        item.AddMember(Ref(e));
+}
+
+void SceneReader::ReadChannelMembers(Item& item, const JsonNode& members) {
+    if (!item.IsA("group")) Fail(members, "only group items have \"channelMembers\"");
+    Expect(members, Kind::Array, "\"channelMembers\"");
+    for (const JsonNode& e : members.elements) {
+        Expect(e, Kind::Object, "a channel member");
+        CheckMembers(e, "a channel member", {"item", "channel"});
+        const JsonMember* ref = e.Find("item");
+        const JsonMember* channel = e.Find("channel");
+        if (!ref || !channel) Fail(e, "a channel member needs \"item\" and \"channel\"");
+        Item& member = Ref(ref->value);
+        Guard(channel->value,
+              [&] { item.AddChannelMember(member, Text(channel->value, "\"channel\"")); });
+    }
+}
+
+// ---- Scene-wide sections --------------------------------------------------------------------
+
+void SceneReader::ReadGraphs(const JsonNode& node) {
+    Expect(node, Kind::Object, "\"graphs\"");
+    for (const JsonMember& graph : node.members) {
+        if (graph.name == kChanLinks)
+            Fail(graph.nameOffset, "chanLinks links channels: use \"channelLinks\"");
+        Expect(graph.value, Kind::Array, "a graph's links");
+        for (const JsonNode& link : graph.value.elements) {
+            Expect(link, Kind::Array, "a link");
+            if (link.elements.size() != 2) Fail(link, "a link is a pair [from, to] of item ids");
+            scene_.Link(graph.name, Ref(link.elements[0]), Ref(link.elements[1]));
+        }
+    }
+}
+
+void SceneReader::ReadChannelLinks(const JsonNode& node) {
+    Expect(node, Kind::Array, "\"channelLinks\"");
+    for (const JsonNode& link : node.elements) {
+        Expect(link, Kind::Object, "a channel link");
+        CheckMembers(link, "a channel link", {"driver", "driverChannel", "item", "channel"});
+        const JsonMember* parts[4] = {link.Find("driver"), link.Find("driverChannel"),
+                                      link.Find("item"), link.Find("channel")};
+        for (const JsonMember* part : parts)
+            if (!part)
+                Fail(
+                    link,
+                    "a channel link needs \"driver\", \"driverChannel\", \"item\" and \"channel\"");
+        Item& driver = Ref(parts[0]->value);
+        Item& driven = Ref(parts[2]->value);
+        const std::string& driverChannel = Text(parts[1]->value, "\"driverChannel\"");
+        const std::string& channel = Text(parts[3]->value, "\"channel\"");
+        Guard(parts[1]->value, [&] { driver.ChannelIndex(driverChannel); });
+        Guard(parts[3]->value, [&] { scene_.LinkChannel(driver, driverChannel, driven, channel); });
+    }
+}
+
+void SceneReader::ReadAbsentGraphs(const JsonNode& node) {
+    Expect(node, Kind::Array, "\"absentGraphs\"");
+    for (const JsonNode& e : node.elements) {
+        const std::string& name = Text(e, "a graph name");
+        if (!scene_.HasGraph(name)) Fail(e, "no graph named '" + name + "'");
+        scene_.RemoveGraph(name);
+    }
+}
+
+void SceneReader::ReadRenderCameras(const JsonNode& node) {
+    Expect(node, Kind::Array, "\"renderCameras\"");
+    for (const JsonNode& e : node.elements) {
+        Item& camera = Ref(e);
+        Guard(e, [&] { scene_.AddRenderCamera(camera); });
+    }
+}
+
+void SceneReader::ReadSelection(const JsonNode& node) {
+    Expect(node, Kind::Array, "\"selection\"");
+    for (const JsonNode& e : node.elements) {
+        Item& item = Ref(e);
+        for (Item* selected : host_.Selection())
+            if (selected == &item) Fail(e, "'" + item.Ident() + "' is selected twice");
+        host_.Select(item);
+    }
+}
+
+} // namespace
+
+bool LoadSceneText(SceneHost& host, const std::string& text, const std::string& fileName,
+                   const std::string& baseDir, std::string* error) {
+    try {
+        JsonNode root = ParseJson(text);
+        SceneReader(host, baseDir).Read(root);
+        return true;
+    } catch (const JsonError& e) {
+        if (error) *error = Located(fileName, text, e.Offset(), e.what());
+        return false;
+    } catch (const std::exception& e) {
+        // Nothing above should let one through; if it does, the file is still refused.
+        if (error) *error = fileName + ": " + e.what();
+        return false;
+    }
+}
+
+bool LoadSceneFile(SceneHost& host, const std::string& path, std::string* error) {
+    std::ifstream in(path, std::ios::binary);
+    if (!in) {
+        if (error) *error = path + ": cannot read the scene file";
+        return false;
+    }
+    std::ostringstream text;
+    text << in.rdbuf();
+    std::string baseDir = std::filesystem::path(path).parent_path().generic_string();
+    return LoadSceneText(host, text.str(), path, baseDir, error);
+}
+
+} // namespace scenehost

@@ -1,0 +1,122 @@
+// The scene host: a small, faithful stand-in for Vorn that serves every host interface from a
+// scene held in memory. This header is the one a test includes.
+//
+//     SceneHost host;
+//     Scene& scene = host.Scene();
+//     Item& cube = scene.AddItem("mesh", "Cube").Position(0, 1, 0);
+//     scene.AddItem("locator", "Child", cube).Rotation(0, 90, 0);
+//     host.SetUserInt("sceneio.gltf.save.exportType", 1);
+//     host.Select(cube);
+//     ModuleHost plugin(host);                       // ModuleHost.h
+//     plugin.Load(pluginPath, &error);               // or Attach(moduleObject, &error)
+//     QvResult r = plugin.Save("gltf.bin", "out/cube.glb");
+//     EXPECT_EQ(host.Count("UserValueLookup:sceneio.gltf.save.exportType"), 1);
+//     EXPECT_EQ(host.LogOf("logsys").size(), 0u);
+//
+// The parts: Scene and Item (Scene.h, Item.h) hold the scene and its builder calls; ChannelRead
+// (ChannelRead.h) tells where a value comes from; Transforms.h how world matrices are made;
+// LogService.h and Messages.h what the log records; SceneFile.h reads scene files.
+//
+// Lifetime: the host owns everything it hands out except the global object, which a plug-in may
+// keep past the host (HostGlobal). Destroy a ModuleHost before the SceneHost it serves.
+#pragma once
+
+#include "ChannelRead.h"
+#include "HostServices.h"
+#include "Item.h"
+#include "LogService.h"
+#include "Messages.h"
+#include "Observation.h"
+#include "Scene.h"
+#include "Selection.h"
+#include "Transforms.h"
+
+// Every interface of the contract, so that a test that includes this header can call them all.
+#include "qv/anim.h"
+#include "qv/command.h"
+#include "qv/deform.h"
+#include "qv/log.h"
+#include "qv/mesh.h"
+#include "qv/module.h"
+#include "qv/scene.h"
+#include "qv/shade.h"
+#include "qv/value.h"
+
+#include <functional>
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace scenehost {
+
+class SceneHost {
+public:
+    SceneHost();
+    ~SceneHost();
+    SceneHost(const SceneHost&) = delete;
+    SceneHost& operator=(const SceneHost&) = delete;
+
+    // ---- The scene: items, graphs, render cameras (builder calls in Scene.h and Item.h) ----
+    scenehost::Scene& Scene() { return *scene_; }
+
+    // ---- User values: integers, or text that GetInt cannot read ----
+    void SetUserInt(const std::string& name, int32_t value) { userValues_->SetInt(name, value); }
+    void SetUserString(const std::string& name, const std::string& text) {
+        userValues_->SetString(name, text);
+    }
+    void RemoveUserValue(const std::string& name) { userValues_->Remove(name); }
+
+    // ---- Selection, in the order of the calls ----
+    void Select(Item& item) { selection_->Select(item); }
+    void Deselect(Item& item) { selection_->Deselect(item); }
+    void ClearSelection() { selection_->Clear(); }
+    std::vector<Item*> Selection() const { return selection_->Selected(); }
+
+    // ---- Log, message boxes, messages, platform ----
+    void AddLogSubsystem(const std::string& name) { log_->AddSubsystem(name); }
+    void RemoveLogSubsystem(const std::string& name) { log_->RemoveSubsystem(name); }
+    const std::vector<LogRecord>& Log() const { return logBook_.Records(); }
+    std::vector<LogRecord> LogOf(const std::string& subsystem) const;
+    std::vector<std::string> LogTexts(const std::string& level = "") const; // all levels if empty
+    const std::vector<MessageBoxRecord>& MessageBoxes() const { return boxes_->Boxes(); }
+    void SetLogListener(std::function<void(const LogRecord&)> listener);
+    MessageTables& Messages() { return tables_; }
+    // Shows a message box as the application does for its own messages.
+    void ShowMessage(Message& message) { boxes_->ShowMessage(&message, nullptr, nullptr, nullptr); }
+    PlatformFacts& Platform() { return platform_->Facts(); }
+
+    // ---- Observation ----
+    int Count(const std::string& key) const { return observation_.CountOf(key); }
+    const std::map<std::string, int>& Counters() const { return observation_.counters; }
+    void ResetCounters() { observation_.counters.clear(); }
+    // References held on host-owned objects; 0 once a plug-in has released all it took.
+    int HeldReferences() const { return observation_.heldReferences; }
+    const MonitorRecord& MonitorCalls() const { return observation_.monitor; }
+
+    // ---- What a plug-in is handed (no new references) ----
+    IQvGlobal* Global() const { return global_; }
+    IQvUnknown* SceneObject() { return static_cast<IQvScene*>(scene_.get()); }
+    IQvMonitor* Monitor() { return monitor_.get(); }
+    // The service of an interface identifier, as the global object answers it.
+    QvResult LookupService(const QvGuid& id, void** out);
+
+private:
+    Observation observation_;
+    LogBook logBook_;
+    MessageTables tables_;
+    std::unique_ptr<scenehost::Scene> scene_;
+    std::unique_ptr<SceneService> sceneService_;
+    std::unique_ptr<DeformerService> deformers_;
+    std::unique_ptr<SelectionService> selection_;
+    std::unique_ptr<LogService> log_;
+    std::unique_ptr<MessageService> messages_;
+    std::unique_ptr<MessageBoxService> boxes_;
+    std::unique_ptr<PlatformService> platform_;
+    std::unique_ptr<UserValueService> userValues_;
+    std::unique_ptr<CommandService> commands_;
+    std::unique_ptr<RecordingMonitor> monitor_;
+    HostGlobal* global_;
+};
+
+} // namespace scenehost

@@ -1,0 +1,37 @@
+// The command line of qvhost, parsed into one record per command.
+//
+//   qvhost save SCENE OUTPUT [--saver NAME] [--set NAME=VALUE]... [--log FILE] [--monitor]
+//                            [--plugin PATH]
+//   qvhost servers [--plugin PATH]
+//   qvhost options [--config FILE] [NAME=VALUE]...
+#pragma once
+
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace qvhost {
+
+enum ExitCode { kExitSaved = 0, kExitSaveFailed = 1, kExitBadInput = 2 };
+
+enum class Command { Save, Servers, Options, Help };
+
+struct Arguments {
+    Command command = Command::Help;
+    std::string scene;
+    std::string output;
+    std::string saver;
+    std::vector<std::pair<std::string, std::string>> userValues; // --set, in order
+    std::string logFile;
+    bool monitor = false;
+    std::string plugin; // --plugin; empty: QVHOST_PLUGIN, then gltfio.qv beside qvhost
+    std::string config;
+    std::vector<std::string> optionSettings;
+};
+
+// Parses argv[1..]; false with a message when the line is not one of the forms above.
+bool ParseArguments(const std::vector<std::string>& args, Arguments* out, std::string* error);
+
+const char* Usage();
+
+} // namespace qvhost

@@ -1,0 +1,323 @@
+// The scene model as a plug-in sees it: types, items, hierarchy, faces, graphs, render cameras.
+#include "HostTestUtil.h"
+
+using namespace scenehost;
+using namespace hosttest;
+
+namespace {
+
+QvTypeCode TypeCode(SceneHost& host, const char* name) {
+    QvTypeCode code = 0;
+    Service<IQvSceneService>(host)->ItemTypeLookup(name, &code);
+    return code;
+}
+
+} // namespace
+
+TEST(SceneHostTypes, DerivedLayoutsStartWithTheSuperTypesChannels) {
+    TypeTree tree;
+    for (const TypeDef& type : tree.All()) {
+        const TypeDef* super = tree.Find(type.super);
+        if (!super) continue;
+        ASSERT_GE(type.channels.size(), super->channels.size()) << type.name;
+        for (size_t i = 0; i < super->channels.size(); ++i)
+            EXPECT_EQ(type.channels[i].name, super->channels[i].name) << type.name << " #" << i;
+    }
+}
+
+TEST(SceneHostTypes, TransformKindsKeepXYZAtTheSameIndices) {
+    TypeTree tree;
+    const char* prefixes[] = {"pos", "rot", "scl"};
+    const char* types[] = {"translation", "rotation", "scale"};
+    for (int k = 0; k < 3; ++k)
+        for (int axis = 0; axis < 3; ++axis)
+            EXPECT_EQ(tree.Find(types[k])->Channel(std::string(prefixes[k]) + "." + "XYZ"[axis]),
+                      axis)
+                << types[k];
+}
+
+TEST(SceneHostTypes, LookupNamesSuperAndAbsence) {
+    SceneHost host;
+    auto scene = Service<IQvSceneService>(host);
+    QvTypeCode mesh = TypeCode(host, "mesh"), locator = TypeCode(host, "locator");
+    ASSERT_NE(mesh, 0u);
+    QvTypeCode super = 0;
+    EXPECT_EQ(scene->ItemTypeSuper(mesh, &super), qvOk);
+    EXPECT_EQ(super, locator);
+    EXPECT_TRUE(QvFailed(scene->ItemTypeSuper(locator, &super))); // a root type
+    const char* name = nullptr;
+    EXPECT_EQ(scene->ItemTypeName(mesh, &name), qvOk);
+    EXPECT_STREQ(name, "mesh");
+
+    QvTypeCode untouched = 77;
+    EXPECT_TRUE(QvFailed(scene->ItemTypeLookup("mesh ", &untouched)));
+    EXPECT_EQ(untouched, 77u);
+    EXPECT_EQ(host.Count("ItemTypeLookup:mesh"), 1);
+    EXPECT_EQ(host.Count("ItemTypeLookup:mesh "), 1);
+
+    // An absent type fails to look up, yet its items' derived types still test as it.
+    Item& cube = host.Scene().AddItem("mesh", "Cube");
+    host.Scene().RemoveType("locator");
+    EXPECT_TRUE(QvFailed(scene->ItemTypeLookup("locator", &untouched)));
+    EXPECT_EQ(cube.TestType(locator), qvOk);
+}
+
+TEST(SceneHostTypes, CodesAreTheSameInEveryHost) {
+    SceneHost a, b;
+    b.Scene().RemoveType("camera");
+    EXPECT_EQ(TypeCode(a, "glTFShader"), TypeCode(b, "glTFShader"));
+    EXPECT_EQ(TypeCode(a, "replicator"), TypeCode(b, "replicator"));
+}
+
+TEST(SceneHostItems, CountsAndIndicesIncludeDerivedTypesInSceneOrder) {
+    SceneHost host;
+    Scene& scene = host.Scene();
+    scene.AddItem("mesh", "Cube").Position(1, 0, 0);
+    scene.AddItem("camera", "Cam");
+    scene.AddItem("mask", "Mask");
+    uint32_t count = 0;
+    EXPECT_EQ(scene.ItemCount(TypeCode(host, "locator"), &count), qvOk);
+    EXPECT_EQ(count, 2u); // the translation item is no locator
+    EXPECT_EQ(scene.ItemCount(qvAllTypes, &count), qvOk);
+    EXPECT_EQ(count, 5u);
+    EXPECT_EQ(scene.ItemCount(0, &count), qvOk); // a failed type look-up has no items
+    EXPECT_EQ(count, 0u);
+
+    std::vector<std::string> names;
+    for (uint32_t i = 0; i < 5; ++i) {
+        ComRef<IQvItem> item;
+        ASSERT_EQ(scene.ItemByIndex(qvAllTypes, i, item.out()), qvOk);
+        names.push_back(NameOf(item.get()));
+    }
+    EXPECT_EQ(names, (std::vector<std::string>{"Scene", "Cube", "Translation", "Cam", "Mask"}));
+    ComRef<IQvItem> none;
+    EXPECT_EQ(scene.ItemByIndex(qvAllTypes, 5, none.out()), qvOutOfRange);
+    ComRef<IQvItem> first;
+    EXPECT_EQ(scene.ItemOfType(TypeCode(host, "camera"), first.out()), qvOk);
+    EXPECT_EQ(NameOf(first.get()), "Cam");
+}
+
+TEST(SceneHostItems, HierarchyKeepsChildOrderAndRefusesCycles) {
+    SceneHost host;
+    Scene& scene = host.Scene();
+    Item& root = scene.AddItem("locator", "Root");
+    Item& a = scene.AddItem("locator", "A", root);
+    scene.AddItem("locator", "B", root);
+    Item& c = scene.AddItem("locator", "C", a);
+    scene.SetParent(a, nullptr);
+    scene.SetParent(a, &root); // moved to the end
+    std::vector<std::string> order;
+    for (Item* child : root.Children())
+        order.push_back(child->Name());
+    EXPECT_EQ(order, (std::vector<std::string>{"B", "A"}));
+
+    EXPECT_THROW(scene.SetParent(root, &c), std::invalid_argument);
+    EXPECT_THROW(scene.SetParent(root, &scene.SceneItem()), std::invalid_argument);
+    ComRef<IQvItem> parent;
+    EXPECT_TRUE(QvFailed(root.Parent(parent.out())));
+    EXPECT_EQ(c.Parent(parent.out()), qvOk);
+    EXPECT_EQ(NameOf(parent.get()), "A");
+}
+
+TEST(SceneHostItems, IdentsAreUniqueAndKeepTheirAddress) {
+    SceneHost host;
+    Item& a = host.Scene().AddItem("mesh", "Same");
+    Item& b = host.Scene().AddItem("mesh", "Same");
+    const char *ia = nullptr, *ib = nullptr, *again = nullptr;
+    a.Ident(&ia);
+    b.Ident(&ib);
+    for (int i = 0; i < 50; ++i)
+        host.Scene().AddItem("locator", "Filler");
+    a.Ident(&again);
+    EXPECT_STRNE(ia, ib);
+    EXPECT_EQ(ia, again);
+    EXPECT_THROW(host.Scene().AddItemWithIdent(ia, "mesh", "Clash"), std::invalid_argument);
+    EXPECT_THROW(host.Scene().AddItem("nosuchtype", "X"), std::invalid_argument);
+}
+
+TEST(SceneHostItems, TagsPackagesAndChannelNames) {
+    SceneHost host;
+    Item& group = host.Scene().AddItem("group", "Actor").Tag("GTYP", "actor").Package("ik.joint");
+    const char* tag = nullptr;
+    EXPECT_EQ(group.GetTag(0x47545950, &tag), qvOk);
+    EXPECT_STREQ(tag, "actor");
+    EXPECT_EQ(group.GetTag(QvFourCC('N', 'O', 'N', 'E'), &tag), qvNotFound);
+    EXPECT_EQ(group.PackageTest("ik.joint"), qvOk);
+    EXPECT_EQ(group.PackageTest("ik"), qvFalse);
+    EXPECT_THROW(group.Tag("LONGER", "x"), std::invalid_argument);
+
+    Item& cube = host.Scene().AddItem("mesh", "Cube");
+    int32_t index = -1;
+    EXPECT_EQ(cube.ChannelLookup("worldMatrix", &index), qvOk);
+    EXPECT_EQ(index, 3);
+    EXPECT_EQ(cube.ChannelLookup("nope", &index), qvNotFound);
+    EXPECT_EQ(index, 3);
+    EXPECT_EQ(host.Count("ChannelLookup:Cube:nope"), 1);
+    const char* name = nullptr;
+    EXPECT_EQ(cube.ChannelName(7, &name), qvOk);
+    EXPECT_STREQ(name, "mesh");
+    EXPECT_EQ(cube.ChannelName(8, &name), qvOutOfRange);
+}
+
+TEST(SceneHostItems, FacesFollowTheTypeAndLeadBackToTheItem) {
+    SceneHost host;
+    Scene& scene = host.Scene();
+    Item& cube = scene.AddItem("mesh", "Cube");
+    IQvItem* asItem = &cube;
+    EXPECT_TRUE(Query<IQvLocator>(asItem));
+    EXPECT_FALSE(Query<IQvTexture>(asItem));
+    EXPECT_TRUE(Query<IQvActionClip>(static_cast<IQvItem*>(&scene.AddItem("actionclip", "Walk"))));
+    EXPECT_TRUE(Query<IQvGroupItem>(static_cast<IQvItem*>(&scene.AddItem("group", "G"))));
+    EXPECT_TRUE(Query<IQvTexture>(static_cast<IQvItem*>(&scene.AddItem("imageMap", "Img"))));
+    EXPECT_FALSE(Query<IQvLocator>(static_cast<IQvItem*>(&scene.AddItem("mask", "M"))));
+
+    auto locator = Query<IQvLocator>(asItem);
+    auto back = Query<IQvItem>(locator.get());
+    EXPECT_EQ(back.get(), asItem);
+    EXPECT_EQ(Query<IQvUnknown>(locator.get()).get(), Query<IQvUnknown>(asItem).get());
+}
+
+TEST(SceneHostItems, ReferencesTakenAreCountedUntilReleased) {
+    SceneHost host;
+    Item& cube = host.Scene().AddItem("mesh", "Cube");
+    {
+        auto locator = Query<IQvLocator>(static_cast<IQvItem*>(&cube));
+        ComRef<IQvScene> scene;
+        cube.Context(scene.out());
+        EXPECT_EQ(host.HeldReferences(), 2);
+    }
+    EXPECT_EQ(host.HeldReferences(), 0);
+    cube.Release(); // one too many
+    EXPECT_EQ(host.Count("OverRelease"), 1);
+    EXPECT_EQ(host.HeldReferences(), 0);
+}
+
+TEST(SceneHostGraphs, LinksInOrderBothWaysAndAbsentGraphs) {
+    SceneHost host;
+    Scene& scene = host.Scene();
+    Item& cube = scene.AddItem("mesh", "Cube").Position(0, 0, 1).Scale(2, 2, 2).Rotation(0, 0, 0);
+    ComRef<IQvItemGraph> core;
+    ASSERT_EQ(scene.GraphLookup("xfrmCore", IQvItemGraph::iid, core.outVoid()), qvOk);
+    uint32_t count = 0;
+    EXPECT_EQ(core->LinkCount(&cube, &count), qvOk);
+    ASSERT_EQ(count, 3u);
+    std::vector<std::string> stack;
+    for (uint32_t i = 0; i < count; ++i) {
+        ComRef<IQvItem> t;
+        core->LinkByIndex(&cube, i, t.out());
+        stack.push_back(NameOf(t.get()));
+        ComRef<IQvItem> owner; // a transform item's first link is its locator
+        core->LinkByIndex(t.get(), 0, owner.out());
+        EXPECT_EQ(owner.get(), static_cast<IQvItem*>(&cube));
+    }
+    EXPECT_EQ(stack, (std::vector<std::string>{"Translation", "Rotation", "Scale"}));
+
+    ComRef<IQvItemGraph> wrongKind;
+    EXPECT_TRUE(QvFailed(scene.GraphLookup("chanLinks", IQvItemGraph::iid, wrongKind.outVoid())));
+    EXPECT_TRUE(QvFailed(scene.GraphLookup("nosuch", IQvItemGraph::iid, wrongKind.outVoid())));
+    scene.RemoveGraph("shadeLoc");
+    EXPECT_EQ(scene.GraphLookup("shadeLoc", IQvItemGraph::iid, wrongKind.outVoid()), qvNotFound);
+    EXPECT_EQ(host.Count("GraphLookup:shadeLoc"), 1);
+}
+
+TEST(SceneHostGraphs, ChannelLinksListDriversPerChannel) {
+    SceneHost host;
+    Scene& scene = host.Scene();
+    Item& ctrl = scene.AddItem("locator", "Ctrl");
+    Item& cube = scene.AddItem("mesh", "Cube");
+    scene.LinkChannel(ctrl, "visible", cube, "worldMatrix");
+    ComRef<IQvChannelGraph> links;
+    ASSERT_EQ(scene.GraphLookup("chanLinks", IQvChannelGraph::iid, links.outVoid()), qvOk);
+    uint32_t count = 9, channel = 0;
+    EXPECT_EQ(links->DriverCount(&cube, 3, &count), qvOk);
+    EXPECT_EQ(count, 1u);
+    EXPECT_EQ(links->DriverCount(&cube, 4, &count), qvOk);
+    EXPECT_EQ(count, 0u);
+    ComRef<IQvItem> driver;
+    EXPECT_EQ(links->DriverByIndex(&cube, 3, 0, driver.out(), &channel), qvOk);
+    EXPECT_EQ(NameOf(driver.get()), "Ctrl");
+    EXPECT_EQ(channel, 6u); // "visible"
+    EXPECT_EQ(links->DriverCount(&cube, 99, &count), qvOutOfRange);
+    scene.RemoveGraph("chanLinks");
+    EXPECT_EQ(scene.GraphLookup("chanLinks", IQvChannelGraph::iid, links.outVoid()), qvNotFound);
+}
+
+TEST(SceneHostScene, RenderCamerasDefaultToAllCamerasUnlessNamed) {
+    SceneHost host;
+    Scene& scene = host.Scene();
+    scene.AddItem("camera", "A");
+    Item& b = scene.AddItem("camera", "B");
+    uint32_t count = 0;
+    EXPECT_EQ(scene.RenderCameraCount(&count), qvOk);
+    EXPECT_EQ(count, 2u);
+    scene.AddRenderCamera(b);
+    EXPECT_EQ(scene.RenderCameraCount(&count), qvOk);
+    EXPECT_EQ(count, 1u);
+    ComRef<IQvItem> cam;
+    EXPECT_EQ(scene.RenderCameraByIndex(0, cam.out()), qvOk);
+    EXPECT_EQ(NameOf(cam.get()), "B");
+    EXPECT_EQ(host.Count("RenderCameraCount"), 2);
+    EXPECT_THROW(scene.AddRenderCamera(scene.AddItem("light", "L")), std::invalid_argument);
+}
+
+namespace {
+// Records the group enumerator's current member at each call; fails at the `failAt`-th call.
+struct Recorder : Transient<IQvVisitor> {
+    IQvGroupEnumerator* walker = nullptr;
+    std::vector<std::string> seen;
+    size_t failAt = 1000;
+    QvResult Evaluate() override {
+        ComRef<IQvItem> item;
+        uint32_t channel = 0;
+        if (QvSucceeded(walker->Channel(item.out(), &channel)))
+            seen.push_back(NameOf(item.get()) + "#" + std::to_string(channel));
+        else if (QvSucceeded(walker->Item(item.out())))
+            seen.push_back(NameOf(item.get()));
+        return seen.size() == failAt ? qvFailed : qvOk;
+    }
+};
+} // namespace
+
+TEST(SceneHostFaces, GroupEnumeratorWalksItemsThenChannelsAndStopsOnFailure) {
+    SceneHost host;
+    Scene& scene = host.Scene();
+    Item& a = scene.AddItem("locator", "A");
+    Item& b = scene.AddItem("mesh", "B");
+    Item& group =
+        scene.AddItem("group", "Actor").AddMember(a).AddMember(b).AddChannelMember(b, "visible");
+    ComRef<IQvGroupEnumerator> walker;
+    ASSERT_EQ(Query<IQvGroupItem>(static_cast<IQvItem*>(&group))->Enumerator(walker.out()), qvOk);
+    ComRef<Recorder> all(new Recorder, false);
+    all->walker = walker.get();
+    EXPECT_EQ(walker->Enumerate(all.get(), qvGroupItems | qvGroupChannels), qvOk);
+    EXPECT_EQ(all->seen, (std::vector<std::string>{"A", "B", "B#6"}));
+
+    ComRef<Recorder> stop(new Recorder, false);
+    stop->walker = walker.get();
+    stop->failAt = 1;
+    EXPECT_EQ(walker->Enumerate(stop.get(), qvGroupItems | qvGroupChannels), qvFailed);
+    EXPECT_EQ(stop->seen, (std::vector<std::string>{"A"}));
+    ComRef<IQvItem> none;
+    EXPECT_TRUE(QvFailed(walker->Item(none.out()))); // outside a walk
+}
+
+TEST(SceneHostFaces, TextureGivesHostPathAndItsLocatorThroughShadeLoc) {
+    SceneHost host;
+    Scene& scene = host.Scene();
+    Item& image = scene.AddItem("imageMap", "Wood (Image)").SetImage("textures/sub/wood.png");
+    Item& place = scene.AddItem("txtrLocator", "Wood Locator");
+    auto texture = Query<IQvTexture>(static_cast<IQvItem*>(&image));
+    const char* path = nullptr;
+    EXPECT_EQ(texture->ImageFile(&path), qvOk);
+    EXPECT_STREQ(path, "textures\\sub\\wood.png");
+    ComRef<IQvItem> locator;
+    EXPECT_EQ(texture->Locator(locator.out()), qvNotFound);
+    image.Link("shadeLoc", place);
+    EXPECT_EQ(texture->Locator(locator.out()), qvOk);
+    EXPECT_EQ(NameOf(locator.get()), "Wood Locator");
+
+    auto bare = Query<IQvTexture>(static_cast<IQvItem*>(&scene.AddItem("imageMap", "Bare")));
+    path = "untouched";
+    EXPECT_EQ(bare->ImageFile(&path), qvNotFound);
+    EXPECT_STREQ(path, "untouched");
+}

@@ -1,0 +1,124 @@
+// World matrices: the transform stack, the parent chain, rotation orders, explicit world
+// matrices, and how the reader chooses the values that go in.
+#include "HostTestUtil.h"
+
+#include <cmath>
+
+using namespace scenehost;
+using namespace hosttest;
+
+namespace {
+
+void ExpectNear(const Matrix& actual, const Matrix& expected) {
+    for (int i = 0; i < 16; ++i)
+        EXPECT_NEAR(actual[i], expected[i], 1e-12) << "element " << i;
+}
+
+// The image of a point under a matrix (row vector on the left).
+std::array<double, 3> Apply(const Matrix& m, double x, double y, double z) {
+    return {x * m[0] + y * m[4] + z * m[8] + m[12], x * m[1] + y * m[5] + z * m[9] + m[13],
+            x * m[2] + y * m[6] + z * m[10] + m[14]};
+}
+
+} // namespace
+
+TEST(SceneHostTransforms, StackAppliesScaleRotationTranslationWhateverTheCallOrder) {
+    SceneHost host;
+    Item& cube = host.Scene().AddItem("mesh", "Cube").Scale(2, 3, 4).Position(10, 20, 30);
+    Matrix world = World(cube, Channels(host, nullptr).get());
+    // Exact: scale and translation involve no rounding.
+    EXPECT_EQ(world, (Matrix{2, 0, 0, 0, 0, 3, 0, 0, 0, 0, 4, 0, 10, 20, 30, 1}));
+
+    cube.Rotation(0, 0, 90);
+    auto p = Apply(World(cube, Channels(host, nullptr).get()), 1, 0, 0);
+    // Scaled to (2,0,0), turned to (0,2,0), moved by (10,20,30).
+    EXPECT_NEAR(p[0], 10, 1e-12);
+    EXPECT_NEAR(p[1], 22, 1e-12);
+    EXPECT_NEAR(p[2], 30, 1e-12);
+}
+
+TEST(SceneHostTransforms, ChildWorldIsLocalTimesParentWorld) {
+    SceneHost host;
+    Scene& scene = host.Scene();
+    Item& parent = scene.AddItem("locator", "Parent").Position(0, 5, 0).Scale(2, 2, 2);
+    Item& child = scene.AddItem("locator", "Child", parent).Position(1, 0, 0);
+    Item& grandchild = scene.AddItem("camera", "Cam", child);
+    ComRef<IQvChannelRead> read = Channels(host, nullptr);
+    EXPECT_EQ(World(child, read.get()), (Matrix{2, 0, 0, 0, 0, 2, 0, 0, 0, 0, 2, 0, 2, 5, 0, 1}));
+    EXPECT_EQ(World(grandchild, read.get()), World(child, read.get()));
+    // Under a non-locator (not a host hierarchy, but possible in a test) an item stands on top.
+    EXPECT_EQ(World(parent, read.get())[13], 5.0);
+}
+
+TEST(SceneHostTransforms, RotationOrderNamesTheAxesInTheOrderApplied) {
+    const double a = 0.3, b = -1.1, c = 2.0;
+    Matrix rx = RotationMatrix(a, 0, 0, 0), ry = RotationMatrix(0, b, 0, 0),
+           rz = RotationMatrix(0, 0, c, 0);
+    ExpectNear(RotationMatrix(a, b, c, RotationOrderFromName("XYZ")),
+               Multiply(Multiply(rx, ry), rz));
+    ExpectNear(RotationMatrix(a, b, c, RotationOrderFromName("ZYX")),
+               Multiply(Multiply(rz, ry), rx));
+    ExpectNear(RotationMatrix(a, b, c, RotationOrderFromName("YZX")),
+               Multiply(Multiply(ry, rz), rx));
+    EXPECT_EQ(RotationOrderFromName("xyz"), -1);
+
+    // Right-handed: a quarter turn about X takes +Y to +Z; about Y takes +Z to +X.
+    auto y = Apply(RotationMatrix(M_PI / 2, 0, 0, 0), 0, 1, 0);
+    EXPECT_NEAR(y[2], 1.0, 1e-15);
+    auto z = Apply(RotationMatrix(0, M_PI / 2, 0, 0), 0, 0, 1);
+    EXPECT_NEAR(z[0], 1.0, 1e-15);
+}
+
+TEST(SceneHostTransforms, RotationItemKeepsRadiansAndItsOrder) {
+    SceneHost host;
+    Item& cube = host.Scene().AddItem("mesh", "Cube").Rotation(90, 0, 45, 5);
+    Item& rotation = cube.OwnTransform(qvXfrmRotation);
+    ComRef<IQvChannelRead> setup = Channels(host, "setup");
+    EXPECT_EQ(ReadDouble(setup.get(), rotation, "rot.X"), 90 * (M_PI / 180));
+    EXPECT_EQ(ReadInt(setup.get(), rotation, "order"), 5);
+    ExpectNear(World(cube, setup.get()), RotationMatrix(M_PI / 2, 0, M_PI / 4, 5));
+}
+
+TEST(SceneHostTransforms, ExtraStackItemsApplyAtTheirPlace) {
+    SceneHost host;
+    Item& cube = host.Scene().AddItem("mesh", "Cube").Rotation(0, 0, 90);
+    // A pivot pair around the rotation: move by -p, rotate, move back by +p.
+    cube.AddTransform("translation", "RotationPivot", 0).Set("pos.X", 1.0);
+    cube.AddTransform("translation", "RotationPivotInverse").Set("pos.X", -1.0);
+    auto p = Apply(World(cube, Channels(host, nullptr).get()), 1, 0, 0);
+    EXPECT_NEAR(p[0], 1.0, 1e-12); // the pivot itself stays put
+    EXPECT_NEAR(p[1], 0.0, 1e-12);
+    auto locator = Query<IQvLocator>(static_cast<IQvItem*>(&cube));
+    ComRef<IQvItem> own;
+    EXPECT_EQ(locator->TransformItem(qvXfrmTranslation, own.out()),
+              qvNotFound); // pivots are not own
+    EXPECT_EQ(locator->TransformItem(qvXfrmRotation, own.out()), qvOk);
+    EXPECT_EQ(locator->TransformItem(7, own.out()), qvOutOfRange);
+    EXPECT_THROW(cube.AddTransform("mask", "NotATransform"), std::invalid_argument);
+    EXPECT_EQ(host.Scene().FindName("NotATransform"), nullptr); // nothing half-made is left
+}
+
+TEST(SceneHostTransforms, ExplicitWorldMatrixStandsForEvaluationAndChildrenFollowIt) {
+    SceneHost host;
+    Scene& scene = host.Scene();
+    Matrix constrained = TranslationMatrix(7, 8, 9);
+    Item& rig = scene.AddItem("locator", "Rig").Position(1, 1, 1).SetWorldMatrix(constrained);
+    Item& hand = scene.AddItem("locator", "Hand", rig).Position(0, 1, 0);
+    ComRef<IQvChannelRead> read = Channels(host, nullptr);
+    EXPECT_EQ(World(rig, read.get()), constrained);
+    EXPECT_EQ(World(hand, read.get()), TranslationMatrix(7, 9, 9));
+    EXPECT_THROW(scene.AddItem("mask", "M").SetWorldMatrix(constrained), std::invalid_argument);
+}
+
+TEST(SceneHostTransforms, TheReaderChoosesWhichValuesMakeTheMatrix) {
+    SceneHost host;
+    Item& clip = host.Scene().AddItem("actionclip", "Jump").Set("active", 1);
+    Item& cube = host.Scene().AddItem("mesh", "Cube").Position(1, 0, 0);
+    cube.OwnTransform(qvXfrmTranslation).Set("pos.X", 2.0, kEdit).Set("pos.X", 3.0, clip.Ident());
+    EXPECT_EQ(World(cube, Channels(host, "setup").get())[12], 1.0);
+    EXPECT_EQ(World(cube, Channels(host, "edit").get())[12], 2.0);
+    EXPECT_EQ(World(cube, Channels(host, nullptr).get())[12], 3.0);
+    double m[16];
+    auto locator = Query<IQvLocator>(static_cast<IQvItem*>(&cube));
+    EXPECT_EQ(locator->WorldTransform(nullptr, m), qvFailed);
+}
