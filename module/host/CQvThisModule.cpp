@@ -5,6 +5,7 @@
 #include "qv/module.h"
 
 #include <cstring>
+#include <memory>
 #include <new>
 #include <vector>
 
@@ -12,7 +13,7 @@ namespace {
 
 // The three parallel arrays of the server registry, grown in steps of 20 entries.
 struct ServerRegistry {
-    std::vector<CQvPolymorphBase*> factories;
+    std::vector<std::unique_ptr<CQvPolymorphBase>> factories;
     std::vector<const char*> names;
     std::vector<uint32_t> flags;
 
@@ -29,7 +30,7 @@ struct ServerRegistry {
                 throw qvOutOfMemory;
             }
         }
-        factories.push_back(factory);
+        factories.emplace_back(factory);
         names.push_back(name);
         flags.push_back(flag);
     }
@@ -88,7 +89,7 @@ public:
     QvResult Generate(const char* serverName, const QvGuid& id, void** out) override {
         int index = Registry().Find(serverName);
         if (index < 0) return qvNotFound;
-        CQvPolymorphBase* factory = Registry().factories[size_t(index)];
+        CQvPolymorphBase* factory = Registry().factories[size_t(index)].get();
         return factory ? factory->Spawn(id, out) : qvOutOfMemory;
     }
 

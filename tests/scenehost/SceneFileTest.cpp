@@ -205,7 +205,10 @@ INSTANTIATE_TEST_SUITE_P(
                     "s.json:1:31: duplicate member 'name' (first at line 1, column 15)"},
         // Columns count characters: the two-byte "é" is one column.
         RefusalCase{"{\"scene\": {\"channels\": {\"é\": 1}}}",
-                    "s.json:1:25: type 'scene' has no channel 'é'"}));
+                    "s.json:1:25: type 'scene' has no channel 'é'"}),
+    [](const testing::TestParamInfo<RefusalCase>& info) {
+        return "case" + std::to_string(info.index);
+    });
 
 TEST(SceneFile, ExamplesLoad) {
     for (const char* name : {"empty.json", "hierarchy.json"}) {
