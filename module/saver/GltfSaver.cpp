@@ -94,6 +94,7 @@ void GltfSaver::Close() {
     rootItems.clear();
     itemNodes.clear();
     meshNodes.clear();
+    meshMaterialNames.clear();
     deformGroups.clear();
     enabledMasks.clear();
     usedMaterialNames.clear();

@@ -11,6 +11,7 @@
 #pragma once
 
 #include "document/InsertionOrderedMap.h"
+#include "geometry/GltfGeometry.h"
 #include "host/CQvSceneSaver.h"
 #include "host/GltfLogMsg.h"
 
@@ -94,6 +95,11 @@ public:
     // ---- Node building ----
     QvResult BuildNodes();
 
+    // ---- Mesh creation ----
+    GltfMesh* CreateMesh(CQvUser_Item& item);
+    void OnPoint() override;
+    void OnPolygon() override;
+
     // ---- Actor and its actions ----
     void CollectActor(IQvItem* group);
 
@@ -106,6 +112,13 @@ public:
 protected:
     // Runs one pass with `outputKind` already set by the concrete class.
     QvResult RunPass();
+
+private:
+    int32_t CountPolygonCorners(IQvMesh* mesh, IQvPolygon* polygons);
+    void SetUpVertexMaps();
+    void AddTriangle(const char* material, const char* part);
+    void AddCorner(QvPolygonId polygonId, QvPointId pointId);
+    void RecordMaterialNames(GltfMesh* mesh);
 
 public:
     // ---- Work containers, from InitSaver to Close ----
@@ -127,6 +140,8 @@ public:
     bool initialized = false;
     std::string outputPath;
     GltfLogMsg log;
+    MeshWork meshWork;
+    InsertionOrderedMap<GltfMesh*, std::vector<std::string>> meshMaterialNames;
 
     // ---- Host objects ----
     CQvUser_Scene sceneWrap;

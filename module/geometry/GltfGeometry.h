@@ -1,0 +1,134 @@
+// Geometry export: one host mesh item becomes one GltfMesh record.
+//
+// No vertex is split here. Every point of the mesh goes to `positions` once, in the host's
+// order; every triangle corner then gets an entry in per-corner tables (which point, normal,
+// colour, UV, tangent frame), each table holding unique values compared exactly. The writer
+// welds corners into glTF vertices per primitive, by those indices.
+//
+// The steps, all inside GltfSaver::CreateMesh (GltfMeshCreate.cpp):
+//   set-up      list the host's vertex maps and prepare a table for each (GltfVertexMaps.cpp)
+//   point walk  OnPoint: positions and the point id -> index table
+//   polygon walk OnPolygon: triangles, primitives by "MATR" tag, parts by "PART" tag, and the
+//              corner step for every attribute
+//   resolve     UV values reduced per point once it is known whether any corner is unmapped
+#pragma once
+
+#include "document/GltfDocument.h"
+#include "geometry/UniqueValueTable.h"
+#include "host/CQvImpl.h"
+#include "host/CQvUser.h"
+
+#include <array>
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <unordered_map>
+#include <vector>
+
+class GltfLogMsg;
+
+// Host map types, four-character codes.
+constexpr uint32_t mapTypeNormal = QvFourCC('N', 'O', 'R', 'M');
+constexpr uint32_t mapTypeRgb = QvFourCC('R', 'G', 'B', ' ');
+constexpr uint32_t mapTypeRgba = QvFourCC('R', 'G', 'B', 'A');
+constexpr uint32_t mapTypeUv = QvFourCC('T', 'X', 'U', 'V');
+constexpr uint32_t mapTypeTangent = QvFourCC('T', 'B', 'A', 'S');
+constexpr uint32_t polyTagMaterial = QvFourCC('M', 'A', 'T', 'R');
+constexpr uint32_t polyTagPart = QvFourCC('P', 'A', 'R', 'T');
+
+struct MeshMapListing {
+    std::string name;
+    QvMapId id = nullptr;
+};
+
+// A document map and the host map it is read from.
+template <class Map> struct MapEntry {
+    Map* map = nullptr;
+    QvMapId id = nullptr;
+};
+
+struct UvCorner {
+    float u = 0, v = 0;
+    uint32_t corner = 0;
+    bool mapped = false;
+    uint32_t point = 0; // index in positions, or noPoint for an id the point walk did not see
+};
+constexpr uint32_t noPoint = 0xFFFFFFFFu;
+
+// One UV map while the polygons are walked. Corners are kept with their point and reduced to
+// unique values per point afterwards (resolveUvMap), when it is known whether index 0 must be
+// kept for unmapped corners.
+struct UvWork {
+    GltfLogMsg* log = nullptr;
+    GltfUvMap* map = nullptr;
+    std::vector<UvCorner> corners; // in corner order
+    bool complete = true;
+};
+
+// Point id -> index in positions, open addressing over the handle's bits.
+class PointIndexTable {
+public:
+    void Reserve(size_t points);
+    void Insert(QvPointId id, uint32_t index);
+    // False when the id was not seen by the point walk.
+    bool Find(QvPointId id, uint32_t& index) const;
+    void Clear();
+
+private:
+    std::vector<std::pair<QvPointId, uint32_t>> slots;
+    size_t count = 0;
+};
+
+using NormalValue = std::array<double, 3>;
+using ColorValue = std::array<float, 4>;
+using TangentValue = std::array<float, 6>;
+
+// Counts the points that have a value in the selected map.
+class MeshMapContentVisitor final : public CQvImpl_AbstractVisitor {
+public:
+    QvResult Evaluate() override {
+        ++count;
+        return qvOk;
+    }
+    uint32_t count = 0;
+};
+
+// The state of the mesh being built; one mesh at a time.
+struct MeshWork {
+    void Reset();
+
+    // Set-up: the maps of each kind, and a table for each.
+    std::vector<MeshMapListing> gatherMaps(uint32_t type, bool sorted);
+    void addColorMap(QvMapId id);
+    void addTangentMap(QvMapId id);
+    void addUvMap(const std::string& name, QvMapId id);
+    void resolveUvMap(UvWork& work);
+
+    // Corner steps, with the polygon of the corner selected.
+    void AddCornerPoint(QvPointId point);
+    void AddCornerColors(QvPointId point);
+    void AddCornerTangents(QvPointId point);
+    void AddCornerNormal(QvPointId point);
+    void AddCornerUvs(QvPointId point);
+
+    GltfLogMsg* log = nullptr;
+    PointIndexTable pointIndexById;
+    UniqueValueTable<NormalValue, ExactEqual<NormalValue, 3>> normalIndexByValue;
+    std::vector<QvMapId> uvMapIds;
+    QvMapId normalMapId = nullptr;
+    CQvUser_Mesh* mesh = nullptr;
+    CQvUser_MeshMap* meshMap = nullptr;
+    CQvUser_Polygon* polygon = nullptr;
+    CQvUser_Point* point = nullptr;
+    std::vector<std::unique_ptr<UvWork>> uvWork;
+    std::vector<MapEntry<GltfColorMap>> colorMaps;
+    std::vector<UniqueValueTable<ColorValue, ExactEqual<ColorValue, 4>>> colorIndexByValue;
+    std::vector<MapEntry<GltfTangentMap>> tangentMaps;
+    // Equality looks at the tangent and the bitangent's x only, while the hash covers all six.
+    std::vector<UniqueValueTable<TangentValue, ExactEqual<TangentValue, 4>>> tangentIndexByValue;
+    GltfMesh* gltfMesh = nullptr;
+    uint32_t pointCounter = 0;
+    uint32_t triangleCounter = 0;
+    uint32_t cornerCounter = 0;
+    bool hasNormalMap = false;
+};

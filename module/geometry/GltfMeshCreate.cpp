@@ -1,0 +1,190 @@
+// CreateMesh: one host mesh item becomes one GltfMesh record, through a point walk and a
+// polygon walk over the base saver's current item.
+#include "saver/GltfSaver.h"
+
+#include "document/GltfDocument.h"
+#include "host/QvItemQuery.h"
+
+namespace {
+
+// The 16-bit index limit counts triangle corners of the whole mesh.
+constexpr int32_t maxShortCorners = 65535;
+
+} // namespace
+
+GltfMesh* GltfSaver::CreateMesh(CQvUser_Item& item) {
+    uint32_t pointCount = PointCount();
+    if (pointCount == 0) return nullptr;
+    CQvUser_Mesh mesh;
+    if (!GetMesh(mesh)) {
+        const char* name = ItemName();
+        log.LogError("Failed to get mesh for item:%s", name ? name : "");
+        return nullptr;
+    }
+    // A hidden item keeps its node but not its geometry; the test comes before reuse so that a
+    // hidden item never borrows a mesh.
+    int32_t visibleChannel = ChannelIndexOf(item.get(), "visible");
+    int32_t hidden = 0;
+    if (visibleChannel >= 0 && editChannels &&
+        QvSucceeded(editChannels->ReadInteger(item.get(), uint32_t(visibleChannel), &hidden)) &&
+        hidden != 0)
+        return nullptr;
+
+    const char* name = ItemName();
+    const char* typeName = ItemTypeName();
+    name = name ? name : "";
+    typeName = typeName ? typeName : "";
+    auto reused = meshNodes.find(item.get());
+    if (reused != meshNodes.end()) {
+        log.LogInfo("Using mesh:%s type:%s which is already created", name, typeName);
+        return reused->second;
+    }
+    log.LogInfo("Creating mesh:%s type:%s nPoints:%u", name, typeName, pointCount);
+
+    CQvUser_MeshMap maps;
+    CQvUser_Point points;
+    CQvUser_Polygon polygons;
+    bool mapsFailed = QvFailed(mesh->MapAccessor(maps.out())) || !maps;
+    mesh->PointAccessor(points.out());
+    mesh->PolygonAccessor(polygons.out());
+
+    int32_t polyInds = CountPolygonCorners(mesh.get(), polygons.get());
+    if (polyInds > maxShortCorners && indicesExport == 0) {
+        log.LogError("   Creating mesh:%s type:%s nPoints:%u polyInds:%d failed! Number of vertices "
+                     "goes over the maximum of unsigned short data type!",
+                     name, typeName, pointCount, polyInds);
+        return nullptr;
+    }
+    log.LogInfo("   polyInds:%d", polyInds);
+
+    GltfMesh* gltfMesh = rootNode->CreateMesh();
+    meshWork.Reset();
+    meshWork.log = &log;
+    meshWork.gltfMesh = gltfMesh;
+    meshWork.mesh = &mesh;
+    meshWork.meshMap = &maps;
+    meshWork.polygon = &polygons;
+    meshWork.point = &points;
+    meshWork.pointIndexById.Reserve(pointCount);
+    if (polyInds > 0) {
+        gltfMesh->pointIndex.reserve(size_t(polyInds));
+        gltfMesh->normalIndex.reserve(size_t(polyInds));
+    }
+    if (!mapsFailed) SetUpVertexMaps();
+
+    WalkPoints();
+    WalkPolygons();
+    if (materials != 0) RecordMaterialNames(gltfMesh);
+    for (auto& work : meshWork.uvWork) meshWork.resolveUvMap(*work);
+    meshNodes.emplace(item.get(), gltfMesh);
+    meshWork.Reset();
+    return gltfMesh;
+}
+
+// Corners of all polygons once triangulated; 0 when the host cannot count the polygons.
+int32_t GltfSaver::CountPolygonCorners(IQvMesh* mesh, IQvPolygon* polygons) {
+    int32_t polygonCount = 0;
+    int32_t corners = 0;
+    if (!polygons || QvFailed(mesh->PolygonCount(&polygonCount)) || polygonCount <= 0) return 0;
+    for (int32_t i = 0; i < polygonCount; ++i) {
+        uint32_t triangles = 0;
+        polygons->SelectByIndex(uint32_t(i));
+        if (QvFailed(polygons->GenerateTriangles(&triangles))) triangles = 0;
+        corners += int32_t(3 * triangles);
+    }
+    return corners;
+}
+
+// The order of the set-up fixes the set numbers in the file: normals, RGB colours, RGBA colours,
+// UV maps by name, then tangent frames.
+void GltfSaver::SetUpVertexMaps() {
+    std::vector<MeshMapListing> normalMaps = meshWork.gatherMaps(mapTypeNormal, false);
+    meshWork.hasNormalMap = false;
+    if (!normalMaps.empty()) {
+        log.LogInfo("   normal vmap:%s", normalMaps[0].name.c_str());
+        meshWork.normalMapId = normalMaps[0].id;
+        meshWork.hasNormalMap = normalMaps[0].id != nullptr;
+    } else {
+        log.LogInfo("   adding calculated normals (normals mesh map not found)");
+    }
+    for (const MeshMapListing& map : meshWork.gatherMaps(mapTypeRgb, false)) {
+        meshWork.addColorMap(map.id);
+        log.LogInfo("   vcolRGB vmap:%s", map.name.c_str());
+    }
+    for (const MeshMapListing& map : meshWork.gatherMaps(mapTypeRgba, false)) {
+        meshWork.addColorMap(map.id);
+        log.LogInfo("   vcolRGBA vmap:%s", map.name.c_str());
+    }
+    for (const MeshMapListing& map : meshWork.gatherMaps(mapTypeUv, true)) {
+        meshWork.addUvMap(map.name, map.id);
+        // Counts whichever map the accessor holds after the listing; the number is for the log.
+        MeshMapContentVisitor counter;
+        (*meshWork.meshMap)->EnumerateContent(&counter, meshWork.point->get());
+        log.LogInfo("   uv vmap:%s count:%u", map.name.c_str(), counter.count);
+    }
+    if (tangentsBitangents != 0) {
+        for (const MeshMapListing& map : meshWork.gatherMaps(mapTypeTangent, false)) {
+            meshWork.addTangentMap(map.id);
+            log.LogInfo("   vTbasis vmap:%s", map.name.c_str());
+        }
+    }
+}
+
+void GltfSaver::OnPoint() {
+    if (!meshWork.gltfMesh) return;
+    double position[3] = {0, 0, 0};
+    CurrentPointPosition(position);
+    meshWork.pointIndexById.Insert(CurrentPointId(), meshWork.pointCounter);
+    meshWork.gltfMesh->AddPosition(position[0], position[1], position[2]);
+    ++meshWork.pointCounter;
+}
+
+void GltfSaver::OnPolygon() {
+    if (!meshWork.gltfMesh) return;
+    const char* material = PolyTag(polyTagMaterial);
+    const char* part = PolyTag(polyTagPart);
+    QvPolygonId polygonId = CurrentPolygonId();
+    CQvUser_Polygon walking;
+    uint32_t triangles = 0;
+    if (!PolygonAccessorOfSaver(walking) || QvFailed(walking->GenerateTriangles(&triangles))) return;
+    for (uint32_t t = 0; t < triangles; ++t) {
+        QvPointId corners[3] = {nullptr, nullptr, nullptr};
+        walking->TriangleByIndex(t, &corners[0], &corners[1], &corners[2]);
+        AddTriangle(material, part);
+        for (QvPointId corner : corners) AddCorner(polygonId, corner);
+        ++meshWork.triangleCounter;
+    }
+}
+
+// A polygon without "MATR" tag adds its triangles to no primitive: its corners are recorded, but
+// the triangle is never written.
+void GltfSaver::AddTriangle(const char* material, const char* part) {
+    GltfMesh& mesh = *meshWork.gltfMesh;
+    if (material) mesh.primitives[material].triangles.push_back(meshWork.triangleCounter);
+    if (part) mesh.parts[part].triangles.push_back(meshWork.triangleCounter);
+    ++mesh.triangleCount;
+}
+
+void GltfSaver::AddCorner(QvPolygonId polygonId, QvPointId pointId) {
+    if (meshWork.polygon->test() && meshWork.point->test()) {
+        (*meshWork.polygon)->Select(polygonId);
+        meshWork.AddCornerPoint(pointId);
+        meshWork.AddCornerColors(pointId);
+        meshWork.AddCornerTangents(pointId);
+        meshWork.AddCornerNormal(pointId);
+        meshWork.AddCornerUvs(pointId);
+    }
+    ++meshWork.cornerCounter;
+}
+
+// The mesh's material names, for the shader tree walk.
+void GltfSaver::RecordMaterialNames(GltfMesh* mesh) {
+    std::vector<std::string> names;
+    for (auto& [name, primitive] : mesh->primitives) names.push_back(name);
+    meshMaterialNames.emplace(mesh, names);
+    for (auto& [name, primitive] : mesh->primitives) {
+        usedMaterialNames.emplace(name, true);
+        log.LogInfo("   material:%s polyInds:%lu", name.c_str(),
+                    static_cast<unsigned long>(primitive.triangles.size()));
+    }
+}
