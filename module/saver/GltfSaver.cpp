@@ -99,6 +99,7 @@ void GltfSaver::Close() {
     enabledMasks.clear();
     usedMaterialNames.clear();
     locatorWorldByName.clear();
+    itemXforms.clear();
     ikRoots.clear();
     ikItems.clear();
     actorItems.clear();

@@ -10,10 +10,12 @@
 //   Write      the document's own serialisation into the output files (document/)
 #pragma once
 
+#include "animation/GltfAnimation.h"
 #include "document/InsertionOrderedMap.h"
 #include "geometry/GltfGeometry.h"
 #include "host/CQvSceneSaver.h"
 #include "host/GltfLogMsg.h"
+#include "saver/GltfMatrix.h"
 
 #include <array>
 #include <cstdint>
@@ -30,7 +32,13 @@ class GltfMesh;
 // An item as the saver's maps know it: the host hands out one object per item, so the pointer
 // identifies the item. Not owned.
 using ItemRef = IQvItem*;
-using Matrix4 = std::array<double, 16>;
+
+// The locator's own transform items, as the transform analysis compares links against them.
+struct OwnTransforms {
+    ItemRef translation = nullptr;
+    ItemRef rotation = nullptr;
+    ItemRef scale = nullptr;
+};
 
 // One entry of the node-building work stack.
 struct NodeWorkEntry {
@@ -94,6 +102,10 @@ public:
 
     // ---- Node building ----
     QvResult BuildNodes();
+    GltfNode* BuildNode(CQvUser_Item& item, GltfNode* parentNode);
+
+    // ---- Transform analysis ----
+    QvResult AnalyseXform(IQvItem* item, XformAnalysis& out);
 
     // ---- Mesh creation ----
     GltfMesh* CreateMesh(CQvUser_Item& item);
@@ -114,6 +126,13 @@ protected:
     QvResult RunPass();
 
 private:
+    bool SkippedWithChildren(IQvItem* item);
+    bool ReadNodeMatrix(IQvItem* item, GltfNode* node, GltfNode* parentNode, bool hasHostParent,
+                        IQvItem* hostParent);
+    void ClassifyTransformLink(IQvItem* link, uint32_t position, const OwnTransforms& own,
+                               XformAnalysis& out);
+    uint32_t DrivenChannelCount(IQvItem* item);
+    uint32_t ChannelDriverCount(IQvItem* item, int32_t channel);
     int32_t CountPolygonCorners(IQvMesh* mesh, IQvPolygon* polygons);
     void SetUpVertexMaps();
     void AddTriangle(const char* material, const char* part);
@@ -130,6 +149,7 @@ public:
     std::deque<NodeWorkEntry> nodeStack;
     InsertionOrderedMap<std::string, bool> usedMaterialNames;
     InsertionOrderedMap<std::string, ItemRef> enabledMasks;
+    InsertionOrderedMap<ItemRef, XformAnalysis> itemXforms;
     std::vector<ItemRef> ikRoots;
     std::set<ItemRef> ikItems; // membership only; never walked for output
     CQvUser_Item actorGroup;

@@ -77,4 +77,12 @@ inline std::vector<std::string> MemberNames(const rapidjson::Value& object) {
     return names;
 }
 
+// Compact JSON text of a value, as the writer would produce it.
+inline std::string JsonText(const rapidjson::Value& value) {
+    rapidjson::StringBuffer buffer;
+    rapidjson::Writer<rapidjson::StringBuffer> writer(buffer);
+    value.Accept(writer);
+    return std::string(buffer.GetString(), buffer.GetSize());
+}
+
 } // namespace testsupport
