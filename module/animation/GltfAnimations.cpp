@@ -6,6 +6,3 @@ int GltfSaver::CreateAnimations() {
     // Sampled animations arrive with the animation work.
     return 0;
 }
-
-// The actor's items, clips and channel count arrive with the animation work.
-void GltfSaver::CollectActor(IQvItem*) {}
