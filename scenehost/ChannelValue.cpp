@@ -42,6 +42,12 @@ ChannelValue ChannelValue::Object(IQvUnknown* object) {
     return value;
 }
 
+ChannelValue ChannelValue::OwnedByItem(IQvUnknown* object) {
+    ChannelValue value(ChannelKind::Object);
+    value.owned_ = object;
+    return value;
+}
+
 ChannelValue ChannelValue::None(ChannelKind kind) {
     return ChannelValue(kind);
 }
@@ -80,10 +86,10 @@ QvResult ChannelValue::AsString(const char** out) const {
 
 QvResult ChannelValue::AsObject(IQvUnknown** out) const {
     if (!out || kind_ != ChannelKind::Object) return qvFailed;
-    // Meshes and surfaces are served as channel objects; until a scene gives one the channel
-    // is empty and the read fails as the host's does for an item whose object is missing.
-    if (!object_) return qvNotFound;
-    return AnswerWith(object_.get(), reinterpret_cast<void**>(out));
+    // An emptied channel fails as the host's does for an item whose object is missing.
+    IQvUnknown* object = owned_ ? owned_ : object_.get();
+    if (!object) return qvNotFound;
+    return AnswerWith(object, reinterpret_cast<void**>(out));
 }
 
 bool ChannelValue::Accepts(ChannelKind kind, bool isInteger, bool isText) {

@@ -20,7 +20,10 @@ public:
     static ChannelValue Double(double v);
     static ChannelValue String(std::string v);
     static ChannelValue Object(IQvUnknown* object); // takes its own reference; null is allowed
-    static ChannelValue None(ChannelKind kind);     // the kind's empty value
+    // An object that the item itself owns (its mesh): handed out, but not held by the value, so
+    // that the host's own objects do not count as references a plug-in took.
+    static ChannelValue OwnedByItem(IQvUnknown* object);
+    static ChannelValue None(ChannelKind kind); // the kind's empty value
 
     ChannelKind Kind() const { return kind_; }
     // The reads of a channel reader. Numbers convert into each other (a double read as an
@@ -41,6 +44,7 @@ private:
     double number_ = 0.0;
     std::string text_;
     ComRef<IQvUnknown> object_;
+    IQvUnknown* owned_ = nullptr;
 };
 
 } // namespace scenehost

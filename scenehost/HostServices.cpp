@@ -1,6 +1,8 @@
 #include "HostServices.h"
 
+#include "ChannelRead.h"
 #include "Item.h"
+#include "MeshData.h"
 #include "Scene.h"
 #include "SceneHost.h"
 
@@ -52,39 +54,122 @@ QvResult SceneService::ReplicatorEnumerator(IQvItem* replicator, IQvReplicatorEn
 // ---- Deformer service -----------------------------------------------------------------------
 
 namespace {
-std::vector<Item*> GroupMeshes(IQvItem* group) {
+
+std::vector<Item*> GroupMeshes(const Item& group) {
     std::vector<Item*> meshes;
-    if (Item* item = ImplFrom<Item>(group))
-        for (Item* linked : item->Links(kDeformers))
-            if (linked->IsA("mesh")) meshes.push_back(linked);
+    for (Item* linked : group.Links(kDeformers))
+        if (linked->IsA("mesh")) meshes.push_back(linked);
     return meshes;
 }
+
+Item* DeformGroup(IQvItem* group) {
+    Item* item = ImplFrom<Item>(group);
+    return item && item->IsA("deformGroup") ? item : nullptr;
+}
+
+// The joints of one deform group, with their weight maps found once for each mesh asked about.
+class GroupDeformer final : public Transient<IQvGroupDeformer> {
+public:
+    GroupDeformer(const Item& group, const ChannelRead* read)
+        : joints_(group.Joints()), meshes_(GroupMeshes(group)), maps_(meshes_.size()) {
+        for (const Item* joint : joints_) {
+            std::string mapName;
+            if (joint->IsA("influence")) {
+                auto value = [&](const char* channel) -> const ChannelValue& {
+                    uint32_t index = joint->ChannelIndex(channel);
+                    return read ? read->Resolve(*joint, index) : joint->SetupValue(index);
+                };
+                int32_t type = 0;
+                const char* name = nullptr;
+                if (QvSucceeded(value("type").AsInteger(&type)) && type == 1 &&
+                    QvSucceeded(value("name").AsString(&name)))
+                    mapName = name;
+            }
+            mapNames_.push_back(mapName);
+        }
+    }
+
+    QvResult JointCount(uint32_t* count) override {
+        if (!count) return qvFailed;
+        *count = uint32_t(joints_.size());
+        return qvOk;
+    }
+    QvResult JointItem(uint32_t joint, IQvItem** item) override {
+        if (!item) return qvFailed;
+        if (joint >= joints_.size()) return qvOutOfRange;
+        return AnswerWith<IQvItem>(joints_[joint], reinterpret_cast<void**>(item));
+    }
+    QvResult PointInfluences(uint32_t meshIndex, QvPointId point, uint32_t* joints, float* weights,
+                             uint32_t* count, uint32_t capacity) override {
+        if (!count || (capacity > 0 && (!joints || !weights))) return qvFailed;
+        if (meshIndex >= meshes_.size()) return qvOutOfRange;
+        const MeshData& mesh = *meshes_[meshIndex]->MeshOf();
+        uint32_t index = 0;
+        if (!mesh.PointIndex(point, &index)) return qvNotFound;
+        const std::vector<const MeshMap*>& maps = MapsOf(meshIndex, mesh);
+        uint32_t found = 0;
+        for (uint32_t j = 0; j < maps.size(); ++j) {
+            const float* weight = maps[j] ? maps[j]->PointValue(index) : nullptr;
+            if (!weight || *weight == 0.0f) continue;
+            if (found < capacity) {
+                joints[found] = j;
+                weights[found] = *weight;
+            }
+            ++found;
+        }
+        *count = found;
+        return qvOk;
+    }
+
+private:
+    const std::vector<const MeshMap*>& MapsOf(uint32_t meshIndex, const MeshData& mesh) {
+        std::vector<const MeshMap*>& maps = maps_[meshIndex];
+        if (maps.empty() && !joints_.empty())
+            for (const std::string& name : mapNames_)
+                maps.push_back(name.empty() ? nullptr : mesh.FindMap(kMapWeight, name));
+        return maps;
+    }
+
+    std::vector<Item*> joints_;
+    std::vector<std::string> mapNames_; // empty: the joint has no weight map
+    std::vector<Item*> meshes_;
+    std::vector<std::vector<const MeshMap*>> maps_; // by mesh, then joint
+};
+
 } // namespace
 
 QvResult DeformerService::GroupMeshCount(IQvItem* group, uint32_t* count) {
-    if (!ImplFrom<Item>(group) || !count) return qvFailed;
-    *count = static_cast<uint32_t>(GroupMeshes(group).size());
+    Item* item = ImplFrom<Item>(group);
+    if (!item || !count) return qvFailed;
+    *count = static_cast<uint32_t>(GroupMeshes(*item).size());
     return qvOk;
 }
 
 QvResult DeformerService::GroupMeshByIndex(IQvItem* group, uint32_t index, IQvItem** mesh) {
-    if (!ImplFrom<Item>(group) || !mesh) return qvFailed;
-    std::vector<Item*> meshes = GroupMeshes(group);
+    Item* item = ImplFrom<Item>(group);
+    if (!item || !mesh) return qvFailed;
+    std::vector<Item*> meshes = GroupMeshes(*item);
     if (index >= meshes.size()) return qvOutOfRange;
     return AnswerWith<IQvItem>(meshes[index], reinterpret_cast<void**>(mesh));
 }
 
-QvResult DeformerService::GroupDeformerOf(IQvItem* group, IQvChannelRead*, IQvGroupDeformer** out) {
+QvResult DeformerService::GroupDeformerOf(IQvItem* group, IQvChannelRead* channels,
+                                          IQvGroupDeformer** out) {
     if (!ImplFrom<Item>(group) || !out) return qvFailed;
-    return qvNotFound;
+    Item* item = DeformGroup(group);
+    if (!item) return qvNotFound;
+    *out = new GroupDeformer(*item, ImplFrom<ChannelRead>(channels));
+    return qvOk;
 }
 
-// A deformer that is itself a locator (a joint) is driven by itself.
+// A deformer that is itself a locator (a joint) is moved by itself; an influence by the locator
+// that drives it.
 QvResult DeformerService::DeformerLocator(IQvItem* deformer, IQvItem** locator) {
     Item* item = ImplFrom<Item>(deformer);
     if (!item || !locator) return qvFailed;
-    if (!item->IsA("locator")) return qvFalse;
-    return AnswerWith<IQvItem>(item, reinterpret_cast<void**>(locator));
+    Item* driver = item->IsA("locator") ? item : item->DriverLocator();
+    if (!driver) return qvFalse;
+    return AnswerWith<IQvItem>(driver, reinterpret_cast<void**>(locator));
 }
 
 // ---- User values ----------------------------------------------------------------------------

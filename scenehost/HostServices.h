@@ -32,8 +32,11 @@ private:
     Scene& scene_;
 };
 
-// Deform groups list their meshes through the "deformers" item graph. Group deformers (joints
-// and weights) come with mesh data; until then GroupDeformerOf finds none.
+// Deform groups list their meshes through the "deformers" item graph and their joints in order
+// (Item::AddJoint). A joint is an influence item, moved by a locator (Item::DrivenByLocator), or
+// a locator, which moves itself. The weights of a joint on a mesh are the mesh's "WGHT" map that
+// the influence's "name" channel names when its "type" channel is 1, as read by the channel
+// reader handed to GroupDeformerOf; a locator joint weighs nothing.
 class DeformerService final : public Owned<IQvDeformerService> {
 public:
     using Owned::Owned;

@@ -1,6 +1,7 @@
 #include "Item.h"
 
 #include "ItemFaces.h"
+#include "MeshObjects.h"
 #include "Scene.h"
 
 #include <cmath>
@@ -30,6 +31,19 @@ Item::Item(Scene& scene, const TypeDef& type, std::string ident, std::string nam
     if (IsA("actionclip")) clip_ = std::make_unique<ActionClipFace>(*this);
     if (IsA("group")) group_ = std::make_unique<GroupFace>(*this);
     if (IsA("textureLayer")) texture_ = std::make_unique<TextureFace>(*this);
+    // The geometry objects are the setup values of the object channels, so every read (edit,
+    // evaluated, an action clip) finds them unless a value of its own stands in front.
+    if (IsA("mesh")) {
+        mesh_ = std::make_unique<MeshObject>(scene.Observed());
+        values_[kSetup].insert_or_assign(
+            ChannelIndex("mesh"), ChannelValue::OwnedByItem(static_cast<IQvMesh*>(mesh_.get())));
+    }
+    if (IsA("triSurf")) {
+        surface_ = std::make_unique<SurfaceObject>(scene.Observed());
+        values_[kSetup].insert_or_assign(
+            ChannelIndex("surf"),
+            ChannelValue::OwnedByItem(static_cast<IQvTriangleGroup*>(surface_.get())));
+    }
 }
 
 Item::~Item() = default;
@@ -239,6 +253,39 @@ Item& Item::AddMember(Item& member) {
 Item& Item::AddChannelMember(Item& member, const std::string& channel) {
     RequireType("group", "a channel member");
     channelMembers_.push_back({&member, member.ChannelIndex(channel)});
+    return *this;
+}
+
+// ---- Builder: geometry and deformers ------------------------------------------------------
+
+MeshData& Item::Mesh() {
+    RequireType("mesh", "a mesh");
+    return mesh_->Data();
+}
+
+const MeshData* Item::MeshOf() const {
+    return mesh_ ? &mesh_->Data() : nullptr;
+}
+
+Item& Item::SurfaceTriangles(uint32_t count) {
+    RequireType("triSurf", "a surface");
+    surface_->SetTriangleCount(count);
+    return *this;
+}
+
+Item& Item::AddJoint(Item& deformer) {
+    RequireType("deformGroup", "a joint");
+    if (!deformer.IsA("influence") && !deformer.IsA("locator"))
+        throw std::invalid_argument("a joint is an influence or a locator, and '" +
+                                    deformer.Name() + "' is a '" + deformer.Type().name + "'");
+    joints_.push_back(&deformer);
+    return *this;
+}
+
+Item& Item::DrivenByLocator(Item& locator) {
+    RequireType("influence", "a driving locator");
+    locator.RequireType("locator", "a deformer's driver");
+    driverLocator_ = &locator;
     return *this;
 }
 

@@ -29,6 +29,9 @@ class LocatorFace;
 class ActionClipFace;
 class GroupFace;
 class TextureFace;
+class MeshData;
+class MeshObject;
+class SurfaceObject;
 
 // Action names: the base values of the scene and the user's edits on top of them. An action
 // clip's values are kept under the clip item's ident.
@@ -41,7 +44,7 @@ inline const std::string kXfrmLocal = "xfrmLocal";
 inline const std::string kTargets = "targets";
 inline const std::string kCurrentGroups = "currentGroups"; // scene item -> its current groups
 inline const std::string kShadeLoc = "shadeLoc";           // texture layer -> texture locator
-inline const std::string kDeformers = "deformers";         // deform group -> meshes
+inline const std::string kDeformers = "deformers"; // deform group -> meshes; mesh -> deformers
 inline const std::string kParticle = "particle";
 inline const std::string kSource = "source";       // instance -> what it stands for
 inline const std::string kChanLinks = "chanLinks"; // the channel graph
@@ -94,6 +97,17 @@ public:
     Item& AddMember(Item& member);           // groups
     Item& AddChannelMember(Item& member, const std::string& channel);
 
+    // ---- Builder: geometry ----
+    // The mesh of a "mesh" item: every mesh item has one from its creation, empty at first, and
+    // serves it through its "mesh" channel (MeshData.h has the builder calls).
+    MeshData& Mesh();
+    // The triangle count of a "triSurf" item's surface, served through its "surf" channel.
+    Item& SurfaceTriangles(uint32_t count);
+
+    // ---- Builder: deformers ----
+    Item& AddJoint(Item& deformer);       // deform groups: the next joint, an influence or locator
+    Item& DrivenByLocator(Item& locator); // influence items: the locator that moves them
+
     // ---- The model ----
     Scene& Owner() const { return scene_; }
     const TypeDef& Type() const { return *type_; }
@@ -113,6 +127,9 @@ public:
     const std::string& Image() const { return image_; }
     const std::vector<Item*>& Members() const { return members_; }
     const std::vector<ChannelDriver>& ChannelMembers() const { return channelMembers_; }
+    const MeshData* MeshOf() const; // null for an item that is no mesh
+    const std::vector<Item*>& Joints() const { return joints_; }
+    Item* DriverLocator() const { return driverLocator_; }
 
     // ---- IQvUnknown, IQvItem, IQvStringTag ----
     QvResult QueryInterface(const QvGuid& id, void** out) override;
@@ -154,11 +171,15 @@ private:
     std::string image_;
     std::vector<Item*> members_;
     std::vector<ChannelDriver> channelMembers_;
+    std::vector<Item*> joints_;
+    Item* driverLocator_ = nullptr;
 
     std::unique_ptr<LocatorFace> locator_;
     std::unique_ptr<ActionClipFace> clip_;
     std::unique_ptr<GroupFace> group_;
     std::unique_ptr<TextureFace> texture_;
+    std::unique_ptr<MeshObject> mesh_;
+    std::unique_ptr<SurfaceObject> surface_;
 };
 
 } // namespace scenehost

@@ -1,6 +1,8 @@
 #include "SceneFile.h"
 
 #include "JsonTree.h"
+#include "MeshData.h"
+#include "SceneFileMesh.h"
 #include "SceneHost.h"
 
 #include <filesystem>
@@ -66,6 +68,8 @@ private:
     void ReadImage(Item& item, const JsonNode& image);
     void ReadMembers(Item& item, const JsonNode& members);
     void ReadChannelMembers(Item& item, const JsonNode& members);
+    void ReadGroupMeshes(Item& item, const JsonNode& meshes);
+    void ReadJoints(Item& item, const JsonNode& joints);
 
     SceneHost& host_;
     Scene& scene_;
@@ -240,7 +244,7 @@ void SceneReader::CreateItem(const JsonNode& node) {
     CheckMembers(node, "an item",
                  {"id", "type", "name", "parent", "channels", "actions", "tags", "packages",
                   "transform", "worldMatrix", "image", "members", "channelMembers", "source",
-                  "mesh"});
+                  "mesh", "triangles", "meshes", "joints", "locator"});
     const JsonMember* id = node.Find("id");
     const JsonMember* type = node.Find("type");
     if (!id) Fail(node, "an item needs an \"id\"");
@@ -254,8 +258,6 @@ void SceneReader::CreateItem(const JsonNode& node) {
     if (!scene_.Types().Find(typeName)) Fail(type->value, "unknown item type '" + typeName + "'");
     if (typeName == "scene")
         Fail(type->value, "the scene item is given by \"scene\", not in \"items\"");
-    if (const JsonMember* mesh = node.Find("mesh"))
-        Fail(mesh->value, "mesh data is not supported by the scene host yet");
     const JsonMember* name = node.Find("name");
     Item& item =
         scene_.AddItemWithIdent(ident, typeName, name ? Text(name->value, "\"name\"") : ident);
@@ -268,6 +270,17 @@ void SceneReader::CreateItem(const JsonNode& node) {
     if (const JsonMember* m = node.Find("packages")) ReadPackages(item, m->value);
     if (const JsonMember* m = node.Find("worldMatrix")) ReadWorldMatrix(item, m->value);
     if (const JsonMember* m = node.Find("image")) ReadImage(item, m->value);
+    if (const JsonMember* m = node.Find("mesh")) {
+        if (!item.IsA("mesh")) Fail(m->value, "only mesh items have a \"mesh\"");
+        Guard(m->value, [&] { ReadMeshMember(item.Mesh(), m->value); });
+    }
+    if (const JsonMember* m = node.Find("triangles")) {
+        if (!item.IsA("triSurf")) Fail(m->value, "only triSurf items have \"triangles\"");
+        if (m->value.kind != Kind::Integer || m->value.integer < 0 ||
+            m->value.integer > std::numeric_limits<uint32_t>::max())
+            Fail(m->value, "\"triangles\" must be a count, an integer of 0 or more");
+        item.SurfaceTriangles(static_cast<uint32_t>(m->value.integer));
+    }
 }
 
 // Second pass: what refers to other items, which all exist by now.
@@ -284,6 +297,32 @@ void SceneReader::ConnectItem(const JsonNode& node) {
         if (!item.IsA("meshInst")) Fail(m->value, "only a meshInst item has a \"source\"");
         Item& source = Ref(m->value);
         scene_.Link(kSource, item, source);
+    }
+    if (const JsonMember* m = node.Find("meshes")) ReadGroupMeshes(item, m->value);
+    if (const JsonMember* m = node.Find("joints")) ReadJoints(item, m->value);
+    if (const JsonMember* m = node.Find("locator")) {
+        if (!item.IsA("influence")) Fail(m->value, "only influence items have a \"locator\"");
+        Item& locator = Ref(m->value);
+        Guard(m->value, [&] { item.DrivenByLocator(locator); });
+    }
+}
+
+void SceneReader::ReadGroupMeshes(Item& item, const JsonNode& meshes) {
+    if (!item.IsA("deformGroup")) Fail(meshes, "only deformGroup items have \"meshes\"");
+    Expect(meshes, Kind::Array, "\"meshes\"");
+    for (const JsonNode& e : meshes.elements) {
+        Item& mesh = Ref(e);
+        if (!mesh.IsA("mesh")) Fail(e, "'" + mesh.Ident() + "' is no mesh item");
+        scene_.Link(kDeformers, item, mesh);
+    }
+}
+
+void SceneReader::ReadJoints(Item& item, const JsonNode& joints) {
+    if (!item.IsA("deformGroup")) Fail(joints, "only deformGroup items have \"joints\"");
+    Expect(joints, Kind::Array, "\"joints\"");
+    for (const JsonNode& e : joints.elements) {
+        Item& joint = Ref(e);
+        Guard(e, [&] { item.AddJoint(joint); });
     }
 }
 

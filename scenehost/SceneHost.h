@@ -13,7 +13,8 @@
 //     EXPECT_EQ(host.Count("UserValueLookup:sceneio.gltf.save.exportType"), 1);
 //     EXPECT_EQ(host.LogOf("logsys").size(), 0u);
 //
-// The parts: Scene and Item (Scene.h, Item.h) hold the scene and its builder calls; ChannelRead
+// The parts: Scene and Item (Scene.h, Item.h) hold the scene and its builder calls; MeshData.h
+// and MeshGenerate.h the geometry of mesh items (MeshObjects.h how a plug-in sees it); ChannelRead
 // (ChannelRead.h) tells where a value comes from; Transforms.h how world matrices are made;
 // LogService.h and Messages.h what the log records; SceneFile.h reads scene files.
 //
@@ -25,6 +26,8 @@
 #include "HostServices.h"
 #include "Item.h"
 #include "LogService.h"
+#include "MeshData.h"
+#include "MeshGenerate.h"
 #include "Messages.h"
 #include "Observation.h"
 #include "Scene.h"

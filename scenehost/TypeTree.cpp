@@ -62,10 +62,11 @@ TypeTree::TypeTree() {
 }
 
 void TypeTree::DefineLocators() {
-    // The matrices are the host's computed transforms; "visible" is 1 (on) by default.
+    // The matrices are the host's computed transforms. "visible" 0 is the default state, in
+    // which the item shows; any other value hides it.
     Define("locator", "",
            {Mat("wposMatrix"), Mat("wrotMatrix"), Mat("wsclMatrix"), Mat("worldMatrix"),
-            Mat("localMatrix"), Mat("parentMatrix"), Int("visible", 1)});
+            Mat("localMatrix"), Mat("parentMatrix"), Int("visible", 0)});
     Define("groupLocator", "locator", {});
     Define("camera", "locator",
            {Num("focalLen", 0.05), Num("apertureX", 0.036), Num("apertureY", 0.024)});
@@ -120,6 +121,9 @@ void TypeTree::DefineOthers() {
     Define("morphDeform", "", {Int("enable", 1), Num("strength", 1.0), Text("mapName", "")});
     Define("deformGroup", "", {Int("enable", 1)});
     Define("ikFullBody", "", {Int("enable", 1)});
+    // A deformer item: a joint of a deform group or a deformer linked to a mesh. With "type" 1
+    // its weights are the mesh's weight map named by "name". A locator moves it (DeformerLocator).
+    Define("influence", "", {Int("enable", 1), Int("type", 1), Text("name", "")});
     // "active" and "enable" of a clip are what IQvActionClip reads and sets (setup values).
     Define("actionclip", "", {Int("enable", 1), Int("active", 0)});
     Define("group", "", {});

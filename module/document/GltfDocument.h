@@ -86,6 +86,12 @@ struct GltfCamera {
 };
 
 // A per-corner table (entry 3t + c for corner c of triangle t) into unique values.
+//
+// The mesh writer welds corners into vertices by comparing these indices, never the values:
+// two corners are one vertex when they name the same entry of every table. So `values` must hold
+// each value once (a repeated value only costs duplicate vertices in the file, but the cost is
+// real: every seam doubles), and `index` must have one entry per corner of the mesh, like
+// GltfMesh::pointIndex.
 template <typename T> struct GltfMeshMap {
     std::vector<uint32_t> index;
     std::vector<T> values;
@@ -118,6 +124,17 @@ struct GltfSkin {
 
 struct GltfMaterial;
 
+// What the mesh writer relies on, unchecked in release builds (debug builds assert it):
+// - pointIndex, normalIndex and every map's index have 3 * triangleCount entries, each naming an
+//   entry of its own table; every triangle number in `primitives` is below triangleCount.
+// - Normals are not optional: "NORMAL" is written for every primitive.
+// - Every skin has a row in jointIndices and weights for every point (GltfSkin::Resize).
+// - Tables are unique by value (see GltfMeshMap); normals too.
+// The writer finds a corner's vertex through its point, so its speed follows the coherence of
+// the point numbers: the host's own point order (neighbouring triangles, near numbers) is the
+// fast case; a shuffled order is about three times slower. Besides the output it needs, while a
+// mesh is written, 4 bytes per point and (3 + maps) * 4 bytes per vertex of one primitive, where
+// maps counts the colour and UV maps and the first tangent map.
 struct GltfMesh {
     void AddPosition(double x, double y, double z) { positions.push_back({x, y, z}); }
     GltfColorMap* AddColorMap();
@@ -250,6 +267,9 @@ struct GltfScene : GltfNode {
 // A piece of the one binary buffer, in file order. Numbers are held as their bytes in the
 // machine's (little-endian) order; an image chunk holds only its file path.
 struct GltfBufferChunk {
+    // count numbers of the kind (2 bytes for Uint16, else 4), all zero, with the pad that keeps
+    // the next block on the 4-byte grid. The writers fill `data` in place: no second copy.
+    static GltfBufferChunk Zeroed(GltfChunkKind kind, uint32_t count);
     static GltfBufferChunk FromUint16(const std::vector<uint16_t>& numbers); // padded to 4
     static GltfBufferChunk FromUint32(const std::vector<uint32_t>& numbers);
     static GltfBufferChunk FromFloats(const std::vector<float>& numbers);
@@ -344,4 +364,9 @@ public:
 private:
     GltfJsonValue WriteNodeList(const std::vector<GltfNode*>& list);
     void ClearWriteState();
+
+    // Welding scratch: for each point of the mesh being written, the newest vertex of the
+    // current primitive at that point. Sized once per mesh, so that a mesh with many materials
+    // does not clear a table of all its points for each of them.
+    std::vector<uint32_t> weldHeads;
 };

@@ -153,18 +153,23 @@ GltfAnimationChannel* GltfAnimation::AddChannel(GltfNode* node, GltfAnimationSam
 
 // ---- Buffer chunks -----------------------------------------------------------------------------
 
+GltfBufferChunk GltfBufferChunk::Zeroed(GltfChunkKind kind, uint32_t count) {
+    GltfBufferChunk chunk;
+    const size_t size = size_t{count} * (kind == GltfChunkKind::Uint16 ? 2 : 4);
+    chunk.data.resize(size);
+    chunk.elementCount = count;
+    chunk.padBytes = static_cast<uint32_t>(0u - size) & 3u;
+    chunk.byteLength = static_cast<uint32_t>(size) + chunk.padBytes;
+    chunk.kind = kind;
+    return chunk;
+}
+
 namespace {
 
 template <typename T>
 GltfBufferChunk makeNumberChunk(const std::vector<T>& numbers, GltfChunkKind kind) {
-    GltfBufferChunk chunk;
-    const size_t size = numbers.size() * sizeof(T);
-    chunk.data.resize(size);
-    if (size != 0) std::memcpy(chunk.data.data(), numbers.data(), size);
-    chunk.elementCount = static_cast<uint32_t>(numbers.size());
-    chunk.padBytes = static_cast<uint32_t>(0u - size) & 3u;
-    chunk.byteLength = static_cast<uint32_t>(size) + chunk.padBytes;
-    chunk.kind = kind;
+    GltfBufferChunk chunk = GltfBufferChunk::Zeroed(kind, static_cast<uint32_t>(numbers.size()));
+    if (!numbers.empty()) std::memcpy(chunk.data.data(), numbers.data(), chunk.data.size());
     return chunk;
 }
 

@@ -15,10 +15,13 @@ struct SceneBuilder {
         parent->AddChild(node);
         return node;
     }
-    // A mesh that has something to write: one point, one primitive.
+    // A mesh that has something to write: one point, one primitive of one triangle.
     GltfMesh* AddMesh(GltfNode* node) {
         GltfMesh* mesh = scene->CreateMesh();
         mesh->AddPosition(0, 0, 0);
+        mesh->normals.push_back({0, 0, 1});
+        mesh->pointIndex = {0, 0, 0};
+        mesh->normalIndex = {0, 0, 0};
         mesh->primitives["material"].triangles.push_back(0);
         node->SetMesh(mesh);
         return mesh;
@@ -55,8 +58,8 @@ TEST(GltfNodes, TreeIsNumberedDepthFirstWithChildrenLast) {
                                R"({"name":"B","children":[2]},{"name":"C"},{"name":"D"},)"
                                R"({"name":"E"}])"))
         << text;
-    EXPECT_TRUE(Contains(text, R"("meshes":[{"primitives":[{"mode":4,"material":0,)"
-                               R"("attributes":{}}]}])"))
+    EXPECT_TRUE(Contains(text, R"("meshes":[{"primitives":[{"indices":1,"mode":4,"material":0,)"
+                               R"("attributes":{"POSITION":0,"NORMAL":2}}]}])"))
         << text;
     EXPECT_TRUE(Contains(text, R"("cameras":[{"name":"cam","type":"perspective",)"
                                R"("perspective":{"znear":0.01,"yfov":0.8726}}]})"))
@@ -157,7 +160,10 @@ TEST(GltfNodes, SkinnedMeshInWorldSpaceIsWrittenDecomposed) {
         node->useMatrix = true;
         node->matrix[12] = 3;
         GltfMesh* mesh = s.AddMesh(node);
-        if (c.skinned) mesh->skins.push_back(std::make_unique<GltfSkin>());
+        if (c.skinned) {
+            mesh->skins.push_back(std::make_unique<GltfSkin>());
+            mesh->skins[0]->Resize(1);
+        }
 
         rapidjson::Document json = ParseJson(BuildJsonText(s.document));
         EXPECT_EQ(MemberNames(json["nodes"][0])[1], c.transform)

@@ -140,6 +140,9 @@ TEST(GltfOutputFiles, SameDocumentGivesTheSameBytes) {
         }
         GltfMesh* mesh = scene->CreateMesh();
         mesh->AddPosition(0, 0, 0);
+        mesh->normals.push_back({0, 0, 1});
+        mesh->pointIndex = {0, 0, 0};
+        mesh->normalIndex = {0, 0, 0};
         for (const char* material : {"zeta", "alpha", "mid"})
             mesh->primitives[material].triangles.push_back(0);
         scene->children[0]->SetMesh(mesh);

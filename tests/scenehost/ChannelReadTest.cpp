@@ -85,8 +85,11 @@ TEST(SceneHostChannelRead, NumbersConvertTextAndObjectsDoNot) {
         QvFailed(read->ReadString(&render, static_cast<uint32_t>(Index(render, "resX")), &text)));
 
     ComRef<IQvUnknown> mesh;
-    EXPECT_EQ(read->ReadObject(&cube, static_cast<uint32_t>(Index(cube, "mesh")), mesh.out()),
-              qvNotFound);
+    uint32_t meshChannel = static_cast<uint32_t>(Index(cube, "mesh"));
+    EXPECT_EQ(read->ReadObject(&cube, meshChannel, mesh.out()), qvOk);
+    EXPECT_TRUE(Query<IQvMesh>(mesh.get()));
+    cube.SetObject("mesh", nullptr); // an item whose mesh is missing
+    EXPECT_EQ(read->ReadObject(&cube, meshChannel, mesh.out()), qvNotFound);
     double matrix = 0;
     EXPECT_TRUE(QvFailed(
         read->ReadDouble(&cube, static_cast<uint32_t>(Index(cube, "worldMatrix")), &matrix)));

@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include <functional>
 #include <string>
 
 namespace hosttest {
@@ -63,6 +64,29 @@ inline scenehost::Matrix World(scenehost::Item& item, IQvChannelRead* read) {
         EXPECT_EQ(locator->WorldTransform(read, m.data()), qvOk);
     }
     return m;
+}
+
+// A visitor that runs a function at each element.
+class CallVisitor final : public scenehost::Transient<IQvVisitor> {
+public:
+    explicit CallVisitor(std::function<QvResult()> call) : call_(std::move(call)) {}
+    QvResult Evaluate() override { return call_(); }
+
+private:
+    std::function<QvResult()> call_;
+};
+
+inline ComRef<IQvVisitor> Visitor(std::function<QvResult()> call) {
+    return ComRef<IQvVisitor>(new CallVisitor(std::move(call)), false);
+}
+
+// The mesh object of a mesh item, read as a saver reads it: its "mesh" channel through "edit".
+inline ComRef<IQvMesh> MeshObjectOf(scenehost::SceneHost& host, scenehost::Item& item) {
+    ComRef<IQvUnknown> object;
+    ComRef<IQvChannelRead> read = Channels(host, "edit");
+    EXPECT_EQ(read->ReadObject(&item, static_cast<uint32_t>(Index(item, "mesh")), object.out()),
+              qvOk);
+    return Query<IQvMesh>(object.get());
 }
 
 } // namespace hosttest

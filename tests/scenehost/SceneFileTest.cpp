@@ -137,7 +137,7 @@ INSTANTIATE_TEST_SUITE_P(
                     "s.json:1:40: unknown member 'naem' in an item (known: id, type, name, parent, "
                     "channels, "
                     "actions, tags, packages, transform, worldMatrix, image, members, "
-                    "channelMembers, source, mesh)"},
+                    "channelMembers, source, mesh, triangles, meshes, joints, locator)"},
         RefusalCase{"{\"items\": [{\"id\": \"a\", \"type\": \"Mesh\"}]}",
                     "s.json:1:32: unknown item type 'Mesh'"},
         RefusalCase{"{\"items\": [{\"id\": \"a\", \"type\": \"mesh\"},\n {\"id\": \"b\", \"type\": "
@@ -170,8 +170,8 @@ INSTANTIATE_TEST_SUITE_P(
             "{\"items\": [{\"id\": \"m\", \"type\": \"mesh\", \"channels\": {\"mesh\": 1}}]}",
             "s.json:1:53: channel 'mesh' holds object values, which a scene file does not set"},
         RefusalCase{
-            "{\"items\": [{\"id\": \"m\", \"type\": \"mesh\", \"mesh\": {\"points\": []}}]}",
-            "s.json:1:48: mesh data is not supported by the scene host yet"},
+            "{\"items\": [{\"id\": \"m\", \"type\": \"locator\", \"mesh\": {\"points\": []}}]}",
+            "s.json:1:51: only mesh items have a \"mesh\""},
         RefusalCase{"{\"items\": [{\"id\": \"m\", \"type\": \"mask\", \"transform\": {}}]}",
                     "s.json:1:53: only locator items have a \"transform\""},
         RefusalCase{"{\"items\": [{\"id\": \"m\", \"type\": \"mesh\", \"transform\": "

@@ -1,0 +1,218 @@
+// Host meshes as glTF meshes: points, triangles, primitives by material tag, the 16-bit limit,
+// and the vertex maps that become attributes.
+#include "MeshData.h"
+#include "support/GlbReader.h"
+#include "support/SaveFixture.h"
+
+#include <cmath>
+
+using namespace testsupport;
+using scenehost::MeshData;
+
+namespace {
+
+// A unit cube of six quads, wound outward, all tagged with one material.
+void BuildCube(MeshData& mesh, const char* material = "Default") {
+    for (int i = 0; i < 8; ++i) mesh.AddPoint(float(i & 1), float((i >> 1) & 1), float((i >> 2) & 1));
+    const uint32_t quads[6][4] = {{0, 2, 3, 1}, {4, 5, 7, 6}, {0, 1, 5, 4},
+                                  {2, 6, 7, 3}, {0, 4, 6, 2}, {1, 3, 7, 5}};
+    for (const auto& q : quads) mesh.AddPolygon({q[0], q[1], q[2], q[3]}, material);
+}
+
+// A strip of `triangles` triangles along x, every triangle its own polygon.
+void BuildStrip(MeshData& mesh, uint32_t triangles) {
+    for (uint32_t i = 0; i < triangles + 2; ++i) mesh.AddPoint(float(i / 2), 0, float(i % 2));
+    for (uint32_t t = 0; t < triangles; ++t)
+        mesh.AddPolygon(t % 2 ? std::initializer_list<uint32_t>{t, t + 2, t + 1}
+                              : std::initializer_list<uint32_t>{t, t + 1, t + 2},
+                        "Strip");
+}
+
+class MeshCreation : public SaveFixture {
+protected:
+    void SetUp() override {
+        SaveFixture::SetUp();
+        host.SetUserInt("sceneio.gltf.save.exportType", 0);
+    }
+    MeshData& AddMesh(const char* name) { return host.Scene().AddItem("mesh", name).Mesh(); }
+    GlbReader SaveAndRead(const std::string& file = "mesh.glb") {
+        EXPECT_EQ(Save(file), qvOk);
+        return GlbReader(FileText(file));
+    }
+};
+
+} // namespace
+
+TEST_F(MeshCreation, CubeOfSixQuads) {
+    BuildCube(AddMesh("Cube"));
+    GlbReader glb = SaveAndRead();
+    EXPECT_EQ(CountLines("Creating mesh:Cube type:mesh nPoints:8"), 1);
+    EXPECT_EQ(CountLines("   polyInds:36"), 1);
+    EXPECT_EQ(CountLines("   adding calculated normals (normals mesh map not found)"), 1);
+    EXPECT_EQ(CountLines("   material:Default polyInds:12"), 1);
+    ASSERT_EQ(glb.json["meshes"].Size(), 1u);
+    const auto& primitive = glb.Primitive(0, 0);
+    EXPECT_EQ(glb.json["meshes"][0]["primitives"].Size(), 1u);
+    EXPECT_EQ(glb.Attribute(primitive, "indices").size(), 36u);
+    // Smooth host normals: each corner point has one normal for all its faces, so 8 vertices.
+    EXPECT_EQ(glb.Attribute(primitive, "POSITION").size(), 8u * 3);
+    std::vector<double> normals = glb.Attribute(primitive, "NORMAL");
+    for (size_t i = 0; i < normals.size(); ++i)
+        EXPECT_NEAR(std::fabs(normals[i]), 1 / std::sqrt(3.0), 1e-6) << i;
+    EXPECT_EQ(JsonText(glb.json["accessors"][primitive["attributes"]["POSITION"].GetUint()]["min"]),
+              "[0.0,0.0,0.0]");
+}
+
+TEST_F(MeshCreation, OnePrimitivePerMaterialTagInFirstSeenOrder) {
+    MeshData& mesh = AddMesh("Two");
+    BuildCube(mesh, "Blue");
+    mesh.SetPolygonTag(1, QvFourCC('M', 'A', 'T', 'R'), "Red");
+    mesh.SetPolygonTag(3, QvFourCC('M', 'A', 'T', 'R'), "Red");
+    GlbReader glb = SaveAndRead();
+    const auto& primitives = glb.json["meshes"][0]["primitives"];
+    ASSERT_EQ(primitives.Size(), 2u);
+    EXPECT_EQ(glb.Attribute(primitives[0], "indices").size(), 24u);
+    EXPECT_EQ(glb.Attribute(primitives[1], "indices").size(), 12u);
+    EXPECT_EQ(CountLines("   material:Blue polyInds:8"), 1);
+    EXPECT_EQ(CountLines("   material:Red polyInds:4"), 1);
+    EXPECT_EQ(primitives[0]["material"].GetUint(), 0u); // materials come later: the default one
+}
+
+TEST_F(MeshCreation, SixteenBitLimitCountsCornersOfTheWholeMesh) {
+    BuildStrip(AddMesh("Fits"), 21845);
+    BuildStrip(AddMesh("TooBig"), 21846);
+    GlbReader glb = SaveAndRead();
+    EXPECT_EQ(CountLines("   Creating mesh:TooBig type:mesh nPoints:21848 polyInds:65538 failed! "
+                         "Number of vertices goes over the maximum of unsigned short data type!"),
+              1);
+    ASSERT_EQ(glb.json["nodes"].Size(), 2u);
+    EXPECT_TRUE(glb.json["nodes"][0].HasMember("mesh"));
+    EXPECT_FALSE(glb.json["nodes"][1].HasMember("mesh"));
+    const auto& indices = glb.json["accessors"][glb.Primitive(0, 0)["indices"].GetUint()];
+    EXPECT_EQ(indices["componentType"].GetUint(), 5123u);
+
+    host.SetUserInt("sceneio.gltf.save.indicesExport", 1);
+    GlbReader wide = SaveAndRead("wide.glb");
+    ASSERT_TRUE(wide.json["nodes"][1].HasMember("mesh"));
+    const auto& wideIndices = wide.json["accessors"][wide.Primitive(1, 0)["indices"].GetUint()];
+    EXPECT_EQ(wideIndices["componentType"].GetUint(), 5125u);
+    EXPECT_EQ(wideIndices["count"].GetUint(), 65538u);
+}
+
+TEST_F(MeshCreation, HiddenEmptyOrGeometryOffItemsKeepTheirNodeOnly) {
+    auto& hidden = host.Scene().AddItem("mesh", "Hidden");
+    BuildCube(hidden.Mesh());
+    hidden.Set("visible", 1, "edit");
+    host.Scene().AddItem("mesh", "Empty").Mesh();
+    GlbReader glb = SaveAndRead();
+    ASSERT_EQ(glb.json["nodes"].Size(), 2u);
+    EXPECT_FALSE(glb.json["nodes"][0].HasMember("mesh"));
+    EXPECT_FALSE(glb.json["nodes"][1].HasMember("mesh"));
+    for (const auto& line : Lines()) EXPECT_EQ(line.find("Creating mesh:"), std::string::npos);
+
+    host.Scene().Get("Hidden").Set("visible", 0, "edit");
+    host.SetUserInt("sceneio.gltf.save.geometry", 0);
+    GlbReader off = SaveAndRead("off.glb");
+    EXPECT_FALSE(off.json["nodes"][0].HasMember("mesh"));
+    EXPECT_EQ(off.json["meshes"].Size(), 0u);
+}
+
+TEST_F(MeshCreation, UntaggedPolygonsAreNeverWritten) {
+    BuildCube(AddMesh("Bare"), nullptr);
+    GlbReader glb = SaveAndRead();
+    EXPECT_FALSE(glb.json["nodes"][0].HasMember("mesh"));
+    EXPECT_EQ(CountLines("   polyInds:36"), 1);
+}
+
+TEST_F(MeshCreation, UvSetsAreNumberedByNameAndDistortionIsLeftOut) {
+    MeshData& mesh = AddMesh("Mapped");
+    BuildCube(mesh);
+    auto& b = mesh.AddMap("TXUV", "b");
+    auto& a = mesh.AddMap("TXUV", "A");
+    auto& distortion = mesh.AddMap("TXUV", "UV Distortion");
+    for (uint32_t p = 0; p < 8; ++p) {
+        b.SetPointValue(p, {0.5f, 0.5f});
+        a.SetPointValue(p, {0.25f, 0.25f});
+        distortion.SetPointValue(p, {1, 1});
+    }
+    GlbReader glb = SaveAndRead();
+    const auto& attributes = glb.Primitive(0, 0)["attributes"];
+    EXPECT_TRUE(attributes.HasMember("TEXCOORD_0"));
+    EXPECT_TRUE(attributes.HasMember("TEXCOORD_1"));
+    EXPECT_FALSE(attributes.HasMember("TEXCOORD_2"));
+    // A is set 0 although b was made first; v is flipped on the way out.
+    EXPECT_EQ(glb.Attribute(glb.Primitive(0, 0), "TEXCOORD_0")[1], 0.75);
+    EXPECT_EQ(glb.Attribute(glb.Primitive(0, 0), "TEXCOORD_1")[1], 0.5);
+    EXPECT_EQ(CountLines("   uv vmap:A count:8") + CountLines("   uv vmap:A count:0") +
+                  CountLines("   uv vmap:A count:16"),
+              1);
+}
+
+TEST_F(MeshCreation, HalfMappedUvGivesZeroOneToUncoveredCorners) {
+    MeshData& mesh = AddMesh("Half");
+    BuildCube(mesh);
+    auto& uv = mesh.AddMap("TXUV", "Texture");
+    const uint32_t* top = mesh.PolygonPoints(0);
+    for (uint32_t c = 0; c < 4; ++c) uv.SetPolygonValue(0, c, {0.5f, 0.25f});
+    (void)top;
+    GlbReader glb = SaveAndRead();
+    std::vector<double> uvs = glb.Attribute(glb.Primitive(0, 0), "TEXCOORD_0");
+    size_t mapped = 0, unmapped = 0;
+    for (size_t i = 0; i < uvs.size(); i += 2) {
+        if (uvs[i] == 0.5 && uvs[i + 1] == 0.75) ++mapped;
+        if (uvs[i] == 0.0 && uvs[i + 1] == 1.0) ++unmapped;
+    }
+    EXPECT_EQ(mapped, 4u);
+    EXPECT_EQ(mapped + unmapped, uvs.size() / 2);
+}
+
+TEST_F(MeshCreation, RgbColoursKeepAlphaZeroAndRgbaMapsFollowThem) {
+    MeshData& mesh = AddMesh("Painted");
+    BuildCube(mesh);
+    auto& rgba = mesh.AddMap("RGBA", "Alpha");
+    auto& rgb = mesh.AddMap("RGB ", "Plain");
+    for (uint32_t p = 0; p < 8; ++p) {
+        rgb.SetPointValue(p, {1, 0.5f, 0.25f});
+        rgba.SetPointValue(p, {0, 0, 1, 0.5f});
+    }
+    GlbReader glb = SaveAndRead();
+    std::vector<double> first = glb.Attribute(glb.Primitive(0, 0), "COLOR_0");
+    std::vector<double> second = glb.Attribute(glb.Primitive(0, 0), "COLOR_1");
+    EXPECT_EQ(std::vector<double>(first.begin(), first.begin() + 4),
+              (std::vector<double>{1, 0.5, 0.25, 0}));
+    EXPECT_EQ(std::vector<double>(second.begin(), second.begin() + 4),
+              (std::vector<double>{0, 0, 1, 0.5}));
+    EXPECT_EQ(CountLines("   vcolRGB vmap:Plain"), 1);
+    EXPECT_EQ(CountLines("   vcolRGBA vmap:Alpha"), 1);
+}
+
+TEST_F(MeshCreation, NormalMapWinsWhereItHasValuesAndSplitsVertices) {
+    MeshData& mesh = AddMesh("Hard");
+    BuildCube(mesh);
+    auto& normals = mesh.AddMap("NORM", "Normals");
+    // Flat normals on the first quad only: its four corners leave the smooth normal.
+    for (uint32_t c = 0; c < 4; ++c) normals.SetPolygonValue(0, c, {0, 0, -2});
+    GlbReader glb = SaveAndRead();
+    EXPECT_EQ(CountLines("   normal vmap:Normals"), 1);
+    std::vector<double> n = glb.Attribute(glb.Primitive(0, 0), "NORMAL");
+    EXPECT_EQ(n.size(), 12u * 3); // 8 smooth vertices plus 4 split off by the flat quad
+    size_t flat = 0;
+    for (size_t i = 0; i < n.size(); i += 3)
+        if (n[i] == 0 && n[i + 1] == 0 && n[i + 2] == -1) ++flat;
+    EXPECT_EQ(flat, 4u);
+}
+
+TEST_F(MeshCreation, TangentMapsAreReadOnlyWhenAskedFor) {
+    MeshData& mesh = AddMesh("Framed");
+    BuildCube(mesh);
+    auto& frames = mesh.AddMap("TBAS", "Frames");
+    for (uint32_t p = 0; p < 8; ++p) frames.SetPointValue(p, {1, 0, 0, 0, 1, 0});
+    GlbReader plain = SaveAndRead();
+    EXPECT_FALSE(plain.Primitive(0, 0)["attributes"].HasMember("TANGENT"));
+    EXPECT_EQ(CountLines("   vTbasis vmap:Frames"), 0);
+
+    host.SetUserInt("sceneio.gltf.save.tangentsBitangents", 1);
+    GlbReader framed = SaveAndRead("framed.glb");
+    EXPECT_TRUE(framed.Primitive(0, 0)["attributes"].HasMember("TANGENT"));
+    EXPECT_EQ(CountLines("   vTbasis vmap:Frames"), 1);
+}
