@@ -1,22 +1,30 @@
 // Tables of unique values for the per-corner attributes. A value is looked up by exact equality
-// of its components (no epsilon) and hashed over its raw bytes, so 0.0 and -0.0 compare equal
+// of its components (no epsilon) and hashed over its raw bits, so 0.0 and -0.0 compare equal
 // but usually land in two entries, and a NaN never matches and always makes a new one. The table
 // holds only indices; the values live in the mesh record, so that nothing is stored twice.
 //
-// Open addressing with linear probing: one flat array of slots, no allocation per value, which
-// matters on the per-corner path of a large mesh.
+// Open addressing with linear probing over one flat array, no allocation per value. In front of
+// it sits a small direct-mapped cache of recent values: the corners of neighbouring polygons
+// share points, so most look-ups repeat a value seen a few corners ago, and the cache answers
+// those from memory that stays hot instead of a random read of the large table.
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
 #include <vector>
 
-// FNV-1a over the bytes of a value.
-template <class T> inline uint64_t HashValueBytes(const T& value, size_t bytes = sizeof(T)) {
-    const auto* p = reinterpret_cast<const unsigned char*>(&value);
-    uint64_t h = 0xCBF29CE484222325ull;
-    for (size_t i = 0; i < bytes; ++i) h = (h ^ p[i]) * 0x100000001B3ull;
+// A fast hash of a value's bits, eight bytes at a time.
+template <class T> inline uint64_t HashValueBits(const T& value) {
+    constexpr size_t words = (sizeof(T) + 7) / 8;
+    uint64_t buffer[words] = {};
+    std::memcpy(buffer, &value, sizeof(T));
+    uint64_t h = 0x9E3779B97F4A7C15ull;
+    for (size_t i = 0; i < words; ++i) {
+        h = (h ^ buffer[i]) * 0xBF58476D1CE4E5B9ull;
+        h ^= h >> 31;
+    }
     return h;
 }
 
@@ -33,9 +41,38 @@ template <class T, class Equal> class UniqueValueTable {
 public:
     // The index of `value` in `values`, appending it when no equal value is there yet.
     uint32_t IndexOf(const T& value, std::vector<T>& values) {
+        uint64_t hash = HashValueBits(value);
+        if (cache.empty()) cache.resize(cacheSize);
+        Recent& recent = cache[(hash >> 40) & (cacheSize - 1)];
+        if (recent.index != empty && recent.hash == hash && Equal()(recent.value, value))
+            return recent.index;
+        uint32_t index = Find(value, hash, values);
+        recent = {value, hash, index};
+        return index;
+    }
+
+    void Clear() {
+        slots.clear();
+        count = 0;
+        cache.clear();
+    }
+
+private:
+    static constexpr uint32_t empty = 0xFFFFFFFFu;
+    // Large enough to hold the values of a few thousand corners: the next row of a grid-like
+    // mesh comes back to a point that many corners later.
+    static constexpr size_t cacheSize = 16384;
+
+    struct Recent {
+        T value{};
+        uint64_t hash = 0;
+        uint32_t index = empty;
+    };
+
+    uint32_t Find(const T& value, uint64_t hash, std::vector<T>& values) {
         if ((count + 1) * 2 > slots.size()) Grow(values);
         size_t mask = slots.size() - 1;
-        for (size_t i = HashValueBytes(value) & mask;; i = (i + 1) & mask) {
+        for (size_t i = hash & mask;; i = (i + 1) & mask) {
             uint32_t slot = slots[i];
             if (slot == empty) {
                 uint32_t index = uint32_t(values.size());
@@ -48,14 +85,6 @@ public:
         }
     }
 
-    void Clear() {
-        slots.clear();
-        count = 0;
-    }
-
-private:
-    static constexpr uint32_t empty = 0xFFFFFFFFu;
-
     void Grow(const std::vector<T>& values) {
         std::vector<uint32_t> old;
         old.swap(slots);
@@ -63,7 +92,7 @@ private:
         size_t mask = slots.size() - 1;
         for (uint32_t index : old) {
             if (index == empty) continue;
-            size_t i = HashValueBytes(values[index]) & mask;
+            size_t i = HashValueBits(values[index]) & mask;
             while (slots[i] != empty) i = (i + 1) & mask;
             slots[i] = index;
         }
@@ -71,4 +100,5 @@ private:
 
     std::vector<uint32_t> slots;
     size_t count = 0;
+    std::vector<Recent> cache; // allocated on first use
 };
