@@ -3,7 +3,7 @@
 # the result with the glTF validator.
 set -euo pipefail
 
-example=hierarchy                      # examples/$example.json -> out/$example.glb
+example=cube                           # examples/$example.json -> out/$example.glb
 
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 cd "$root"

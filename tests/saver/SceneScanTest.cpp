@@ -95,3 +95,31 @@ TEST_F(SceneScan, EnabledMasksAndWorldMatricesAreGathered) {
     EXPECT_EQ(host.Count("ChannelRead:Red:ptag"), 1);
     EXPECT_EQ(host.Count("ChannelRead:Off:ptag"), 0);
 }
+
+TEST_F(SceneScan, SelectedSkinnedMeshBringsItsSkeletonFromTheTopJointsParent) {
+    auto& s = host.Scene();
+    auto& rig = s.AddItem("locator", "Rig").Position(0, 1, 0);
+    auto& hips = s.AddItem("locator", "Hips", rig);
+    auto& knee = s.AddItem("locator", "Knee", hips);
+    auto& body = s.AddItem("mesh", "Body");
+    auto& hipsInfluence = s.AddItem("influence", "HipsWeight").DrivenByLocator(hips);
+    auto& kneeInfluence = s.AddItem("influence", "KneeWeight").DrivenByLocator(knee);
+    auto& skin = s.AddItem("deformGroup", "Skin").AddJoint(hipsInfluence).AddJoint(kneeInfluence);
+    skin.Link("deformers", body);
+    host.Select(body);
+    host.SetUserInt("sceneio.gltf.save.exportType", 2);
+    ASSERT_EQ(Save("skeleton.glb"), qvOk);
+    EXPECT_EQ(CountLines("Scanning finished, rootItems:2"), 1);
+    EXPECT_EQ(CountLines("Root item:Body\n"), 1);
+    EXPECT_EQ(CountLines("Root item:Rig\n"), 1);
+    auto doc = ParseJson(GlbJson("skeleton.glb"));
+    std::vector<std::string> names;
+    for (const auto& node : doc["nodes"].GetArray()) names.emplace_back(node["name"].GetString());
+    EXPECT_EQ(names, (std::vector<std::string>{"Body", "Rig", "Hips", "Knee"}));
+    // Rig has no host parent, so it is a root with its own world matrix either way.
+    EXPECT_EQ(doc["nodes"][1]["matrix"][13].GetDouble(), 1.0);
+
+    host.SetUserInt("sceneio.gltf.save.geometry", 0);
+    ASSERT_EQ(Save("nogeometry.glb"), qvOk);
+    EXPECT_EQ(CountLines("Scanning finished, rootItems:1"), 1);
+}

@@ -1,11 +1,10 @@
 // Large generated meshes walked through the interfaces in the pattern of an exporter: a counting
 // pass over the triangulation, the map set-up, the point walk, then the polygon walk with a
 // second polygon accessor selected at every corner and every map evaluated there. The walk checks
-// what it reads, so these tests guard the generator and the accessors together; the timings they
-// print are the scene host's share of a save.
+// what it reads, so these tests guard the generator and the accessors together. Timings belong to
+// bench/, not here.
 #include "HostTestUtil.h"
 
-#include <chrono>
 #include <cmath>
 #include <cstdio>
 #include <unordered_map>
@@ -122,10 +121,6 @@ WalkResult SaverWalk(IQvMesh* mesh) {
     return r;
 }
 
-double Seconds(std::chrono::steady_clock::time_point since) {
-    return std::chrono::duration<double>(std::chrono::steady_clock::now() - since).count();
-}
-
 void BuildAndWalk(uint32_t triangles, bool triangulated, bool normalMap) {
     int transients = LiveTransientObjects();
     SceneHost host;
@@ -134,18 +129,12 @@ void BuildAndWalk(uint32_t triangles, bool triangulated, bool normalMap) {
     options.triangles = triangles;
     options.triangulated = triangulated;
     if (normalMap) options.normalMap = "Normals";
-    auto start = std::chrono::steady_clock::now();
     GenerateMesh(item.Mesh(), options);
-    double built = Seconds(start);
 
     ComRef<IQvMesh> mesh = MeshObjectOf(host, item);
     ASSERT_TRUE(mesh);
-    start = std::chrono::steady_clock::now();
-    WalkResult first = SaverWalk(mesh.get());
-    double firstWalk = Seconds(start); // computes the triangulation and the normals
-    start = std::chrono::steady_clock::now();
+    WalkResult first = SaverWalk(mesh.get()); // computes the triangulation and the normals
     WalkResult second = SaverWalk(mesh.get());
-    double secondWalk = Seconds(start);
 
     const MeshData& data = item.Mesh();
     EXPECT_EQ(first.points, data.PointCount());
@@ -159,26 +148,14 @@ void BuildAndWalk(uint32_t triangles, bool triangulated, bool normalMap) {
     EXPECT_EQ(LiveTransientObjects(), transients);
     mesh = ComRef<IQvMesh>();
     EXPECT_EQ(host.HeldReferences(), 0);
-    std::printf(
-        "[ timing   ] %u triangles%s%s: build %.3f s, first walk %.3f s, second walk %.3f s\n",
-        first.triangles, triangulated ? " (as triangles)" : " (as quads)",
-        normalMap ? ", normal map" : "", built, firstWalk, secondWalk);
-    // Far above what the walk takes; only a walk that grew worse than linear gets here.
-    EXPECT_LT(firstWalk, 2.0 * (triangles / 100000.0) + 1.0);
 }
 
 } // namespace
 
-TEST(SceneHostMeshWalk, HundredThousandTrianglesAsQuads) {
-    BuildAndWalk(100000, false, false);
+TEST(SceneHostMeshWalk, TwentyThousandTrianglesAsQuads) {
+    BuildAndWalk(20000, false, false);
 }
 
-TEST(SceneHostMeshWalk, HundredThousandTrianglesWithANormalMap) {
-    BuildAndWalk(100000, true, true);
-}
-
-// A million triangles: run with --gtest_also_run_disabled_tests to measure.
-TEST(SceneHostMeshWalk, DISABLED_MillionTriangles) {
-    BuildAndWalk(1000000, false, false);
-    BuildAndWalk(1000000, true, true);
+TEST(SceneHostMeshWalk, TwentyThousandTrianglesWithANormalMap) {
+    BuildAndWalk(20000, true, true);
 }
