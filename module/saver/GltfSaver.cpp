@@ -98,6 +98,8 @@ void GltfSaver::Close() {
     deformGroups.clear();
     enabledMasks.clear();
     usedMaterialNames.clear();
+    materialsByTag.clear();
+    texturesByLayer.clear();
     locatorWorldByName.clear();
     itemXforms.clear();
     ikRoots.clear();

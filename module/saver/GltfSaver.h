@@ -13,6 +13,7 @@
 #include "animation/GltfAnimation.h"
 #include "document/InsertionOrderedMap.h"
 #include "geometry/GltfGeometry.h"
+#include "material/GltfMaterials.h"
 #include "host/CQvSceneSaver.h"
 #include "host/GltfLogMsg.h"
 #include "saver/GltfMatrix.h"
@@ -20,6 +21,7 @@
 #include <array>
 #include <cstdint>
 #include <deque>
+#include <memory>
 #include <set>
 #include <string>
 #include <vector>
@@ -115,9 +117,17 @@ public:
     // ---- Actor and its actions ----
     void CollectActor(IQvItem* group);
 
+    // ---- Materials ----
+    int CreateMaterials();
+    GltfMaterial* MaterialForTag(const std::string& tag);
+    static ShaderLayer ClassifyLayer(IQvItem* item);
+    void ApplyEffectTextures(GltfMaterial* material, const EffectLayerMap& effectLayers);
+    std::shared_ptr<GltfTexture> TextureForLayer(IQvItem* item);
+    void ReadGltfShader(GltfMaterial* material, IQvItem* item);
+    void ReadHostMaterial(GltfMaterial* material, IQvItem* item);
+
     // ---- Later steps of RunSaver ----
     void CreateDeformers(GltfMesh* mesh, CQvUser_Item& item);
-    int CreateMaterials();
     int CreateAnimations();
     void ReadRenderResolution();
 
@@ -126,6 +136,16 @@ protected:
     QvResult RunPass();
 
 private:
+    struct ShaderWalk;
+    void WalkShaderLayer(const ShaderLayer& layer, ShaderWalk& walk);
+    void ExpandMask(const ShaderLayer& mask, ShaderWalk& walk);
+    GltfMaterial* MaterialOfWalk(const std::string& tag, const ShaderWalk& walk);
+    void AttachMaterialsToMeshes();
+    bool SwizzleCheck(int32_t wanted, const char* notOnText, const char* wrongChannelText,
+                      int32_t& swizzling, int32_t& rgba);
+    int32_t ReadEditInt(IQvItem* item, const char* channel, int32_t fallback);
+    double ReadEditDouble(IQvItem* item, const char* channel, double fallback);
+    std::string ReadEditString(IQvItem* item, const char* channel);
     bool SkippedWithChildren(IQvItem* item);
     bool ReadNodeMatrix(IQvItem* item, GltfNode* node, GltfNode* parentNode, bool hasHostParent,
                         IQvItem* hostParent);
@@ -150,6 +170,8 @@ public:
     InsertionOrderedMap<std::string, bool> usedMaterialNames;
     InsertionOrderedMap<std::string, ItemRef> enabledMasks;
     InsertionOrderedMap<ItemRef, XformAnalysis> itemXforms;
+    InsertionOrderedMap<std::string, GltfMaterial*> materialsByTag;
+    InsertionOrderedMap<std::string, std::shared_ptr<GltfTexture>> texturesByLayer;
     std::vector<ItemRef> ikRoots;
     std::set<ItemRef> ikItems; // membership only; never walked for output
     CQvUser_Item actorGroup;

@@ -1,0 +1,72 @@
+// The factors of a material: the glTF shader layer holds them under glTF's own names, so almost
+// nothing is converted; the host material below it adds transparency and double-sidedness. All
+// reads go through the edit action at time 0: materials are not animated.
+#include "saver/GltfSaver.h"
+
+#include "document/GltfDocument.h"
+#include "host/QvItemQuery.h"
+
+#include <algorithm>
+
+int32_t GltfSaver::ReadEditInt(IQvItem* item, const char* channel, int32_t fallback) {
+    int32_t index = ChannelIndexOf(item, channel), value = fallback;
+    if (index < 0 || !editChannels || QvFailed(editChannels->ReadInteger(item, uint32_t(index), &value)))
+        return fallback;
+    return value;
+}
+
+double GltfSaver::ReadEditDouble(IQvItem* item, const char* channel, double fallback) {
+    int32_t index = ChannelIndexOf(item, channel);
+    double value = fallback;
+    if (index < 0 || !editChannels || QvFailed(editChannels->ReadDouble(item, uint32_t(index), &value)))
+        return fallback;
+    return value;
+}
+
+std::string GltfSaver::ReadEditString(IQvItem* item, const char* channel) {
+    int32_t index = ChannelIndexOf(item, channel);
+    const char* value = nullptr;
+    if (index < 0 || !editChannels || QvFailed(editChannels->ReadString(item, uint32_t(index), &value)) ||
+        !value)
+        return std::string();
+    return value;
+}
+
+// A channel the layer does not have leaves the field at its default.
+void GltfSaver::ReadGltfShader(GltfMaterial* m, IQvItem* item) {
+    SetItem(item);
+    m->baseColorFactor[0] = ReadEditDouble(item, "baseColor.R", m->baseColorFactor[0]);
+    m->baseColorFactor[1] = ReadEditDouble(item, "baseColor.G", m->baseColorFactor[1]);
+    m->baseColorFactor[2] = ReadEditDouble(item, "baseColor.B", m->baseColorFactor[2]);
+    m->unlit = ReadEditInt(item, "shadeModel", m->unlit);
+    if (m->unlit == 1) {
+        m->metallicFactor = 0.0f;
+        m->emissiveFactor = {0, 0, 0};
+        m->roughnessFactor = 1.0f;
+        log.LogWarning("Material '%s' uses glTF Unlit shader extension. At the point of making this "
+                       "warning Unlit extension is not fully ratified and could change at any point.",
+                       m->name.c_str());
+        return;
+    }
+    m->metallicFactor = float(ReadEditDouble(item, "metallic", m->metallicFactor));
+    m->roughnessFactor = float(ReadEditDouble(item, "roughness", m->roughnessFactor));
+    m->emissiveFactor[0] = ReadEditDouble(item, "emissive.R", m->emissiveFactor[0]);
+    m->emissiveFactor[1] = ReadEditDouble(item, "emissive.G", m->emissiveFactor[1]);
+    m->emissiveFactor[2] = ReadEditDouble(item, "emissive.B", m->emissiveFactor[2]);
+    if (ChannelIndexOf(item, "emissivelevel") >= 0) {
+        double level = ReadEditDouble(item, "emissivelevel", 1.0); // no clamping: > 1 stays > 1
+        for (double& component : m->emissiveFactor) component *= level;
+    }
+    m->normalScale = ReadEditDouble(item, "normalscale", m->normalScale);
+    m->occlusionStrength = ReadEditDouble(item, "aoscale", m->occlusionStrength);
+}
+
+void GltfSaver::ReadHostMaterial(GltfMaterial* m, IQvItem* item) {
+    SetItem(item);
+    if (ChannelIndexOf(item, "dissAmt") >= 0) {
+        double opacity = std::clamp(1.0 - ReadEditDouble(item, "dissAmt", 0.0), 0.0, 1.0);
+        m->baseColorFactor[3] = opacity;
+        if (opacity != 1.0) m->alphaMode = GltfAlphaMode::Blend;
+    }
+    if (ChannelIndexOf(item, "dblSided") >= 0) m->doubleSided = ReadEditInt(item, "dblSided", 0) != 0;
+}
