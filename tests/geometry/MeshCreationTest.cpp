@@ -75,7 +75,11 @@ TEST_F(MeshCreation, OnePrimitivePerMaterialTagInFirstSeenOrder) {
     EXPECT_EQ(glb.Attribute(primitives[1], "indices").size(), 12u);
     EXPECT_EQ(CountLines("   material:Blue polyInds:8"), 1);
     EXPECT_EQ(CountLines("   material:Red polyInds:4"), 1);
-    EXPECT_EQ(primitives[0]["material"].GetUint(), 0u); // materials come later: the default one
+    // Tags without a mask get a material of their own name, written in primitive order after
+    // the default material.
+    EXPECT_EQ(primitives[0]["material"].GetUint(), 1u);
+    EXPECT_EQ(primitives[1]["material"].GetUint(), 2u);
+    EXPECT_STREQ(glb.json["materials"][1]["name"].GetString(), "Blue");
 }
 
 TEST_F(MeshCreation, SixteenBitLimitCountsCornersOfTheWholeMesh) {

@@ -66,7 +66,7 @@ TEST_F(RunSequence, LogsTheStagesAtInfoLevelUnderOneMasterEntry) {
     }
     EXPECT_EQ(children, (std::vector<std::string>{"glTf v2 :: InitSaver()",
                                                   "Scanning finished, rootItems:0", "RunSaver()",
-                                                  "...DONE"}));
+                                                  "Creating materials", "...DONE"}));
     EXPECT_TRUE(host.MessageBoxes().empty());
 }
 
