@@ -2,6 +2,7 @@
 // and the vertex maps that become attributes.
 #include "MeshData.h"
 #include "support/GlbReader.h"
+#include "support/MeshBuilders.h"
 #include "support/SaveFixture.h"
 
 #include <cmath>
@@ -10,14 +11,6 @@ using namespace testsupport;
 using scenehost::MeshData;
 
 namespace {
-
-// A unit cube of six quads, wound outward, all tagged with one material.
-void BuildCube(MeshData& mesh, const char* material = "Default") {
-    for (int i = 0; i < 8; ++i) mesh.AddPoint(float(i & 1), float((i >> 1) & 1), float((i >> 2) & 1));
-    const uint32_t quads[6][4] = {{0, 2, 3, 1}, {4, 5, 7, 6}, {0, 1, 5, 4},
-                                  {2, 6, 7, 3}, {0, 4, 6, 2}, {1, 3, 7, 5}};
-    for (const auto& q : quads) mesh.AddPolygon({q[0], q[1], q[2], q[3]}, material);
-}
 
 // A strip of `triangles` triangles along x, every triangle its own polygon.
 void BuildStrip(MeshData& mesh, uint32_t triangles) {

@@ -79,7 +79,8 @@ TEST(SceneFile, AFullSceneBuildsEveryPart) {
     EXPECT_EQ(ReadDouble(Channels(host, nullptr).get(), scene.SceneItem(), "time"), 1.5);
     EXPECT_EQ(ReadDouble(setup.get(), scene.SceneItem(), "currentE"), 4.0);
 
-    EXPECT_EQ(scene.FindIdent("img")->Image(), "base/dir/tex/wood.png");
+    EXPECT_EQ(scene.FindIdent("img")->Image(),
+              (std::filesystem::current_path() / "base/dir/tex/wood.png").generic_string());
     EXPECT_EQ(scene.FindIdent("abs")->Image(), "/abs/stone.png");
     EXPECT_EQ(scene.FindIdent("img")->Links("shadeLoc")[0]->Ident(), "place");
     EXPECT_EQ(scene.SceneItem().Links("currentGroups")[0]->Ident(), "actor");
@@ -136,8 +137,8 @@ INSTANTIATE_TEST_SUITE_P(
         RefusalCase{"{\"items\": [{\"id\": \"a\", \"type\": \"mesh\", \"naem\": \"A\"}]}",
                     "s.json:1:40: unknown member 'naem' in an item (known: id, type, name, parent, "
                     "channels, "
-                    "actions, tags, packages, transform, worldMatrix, image, members, "
-                    "channelMembers, source, mesh, triangles, meshes, joints, locator)"},
+                    "actions, tags, packages, transform, worldMatrix, image, textureLocator, "
+                    "members, channelMembers, source, mesh, triangles, meshes, joints, locator)"},
         RefusalCase{"{\"items\": [{\"id\": \"a\", \"type\": \"Mesh\"}]}",
                     "s.json:1:32: unknown item type 'Mesh'"},
         RefusalCase{"{\"items\": [{\"id\": \"a\", \"type\": \"mesh\"},\n {\"id\": \"b\", \"type\": "
@@ -194,6 +195,34 @@ INSTANTIATE_TEST_SUITE_P(
         RefusalCase{"{\"userValues\": {\"a\": 4294967296}}",
                     "s.json:1:22: a user value does not fit in 32 bits"},
         RefusalCase{"{\"absentGraphs\": [\"shadeloc\"]}", "s.json:1:19: no graph named 'shadeloc'"},
+        // The shader tree: layers under masks, images on image maps, locators that place them.
+        RefusalCase{
+            R"({"items": [{"id": "m", "type": "mask"}, {"id": "c", "type": "mesh", "parent": "m"}]})",
+            "s.json:1:79: 'c' cannot be a child of 'm': masks and the render item hold "
+            "texture layers only"},
+        RefusalCase{
+            R"({"items": [{"id": "l", "type": "locator"}, {"id": "i", "type": "imageMap", "parent": "l"}]})",
+            "s.json:1:86: 'i' cannot be a child of 'l': a texture layer belongs under a "
+            "mask or the render item"},
+        RefusalCase{
+            R"({"items": [{"id": "s", "type": "glTFShader"}, {"id": "i", "type": "imageMap", "parent": "s"}]})",
+            "s.json:1:89: 'i' cannot be a child of 's': only masks and the render item hold "
+            "layers"},
+        RefusalCase{R"({"items": [{"id": "s", "type": "glTFShader", "image": "a.png"}]})",
+                    "s.json:1:55: only image maps have an \"image\""},
+        RefusalCase{R"({"items": [{"id": "i", "type": "imageMap", "image": ""}]})",
+                    "s.json:1:53: an image path must not be empty"},
+        RefusalCase{R"({"items": [{"id": "i", "type": "imageMap", "image": 3}]})",
+                    "s.json:1:53: \"image\" must be a string, not an integer"},
+        RefusalCase{
+            R"({"items": [{"id": "c", "type": "mesh", "textureLocator": "p"}, {"id": "p", "type": "txtrLocator"}]})",
+            "s.json:1:58: only texture layers have a \"textureLocator\""},
+        RefusalCase{R"({"items": [{"id": "i", "type": "imageMap", "textureLocator": "p"}]})",
+                    "s.json:1:62: no item with id 'p'"},
+        RefusalCase{
+            R"({"items": [{"id": "i", "type": "imageMap", "textureLocator": "c"}, {"id": "c", "type": "camera"}]})",
+            "s.json:1:62: placing a texture layer needs an item of type 'txtrLocator', "
+            "and 'c' is a 'camera'"},
         RefusalCase{"{\"graphs\": {\"targets\": [[\"scene\"]]}}",
                     "s.json:1:25: a link is a pair [from, to] of item ids"},
         RefusalCase{

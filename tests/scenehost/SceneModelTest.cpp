@@ -300,24 +300,3 @@ TEST(SceneHostFaces, GroupEnumeratorWalksItemsThenChannelsAndStopsOnFailure) {
     ComRef<IQvItem> none;
     EXPECT_TRUE(QvFailed(walker->Item(none.out()))); // outside a walk
 }
-
-TEST(SceneHostFaces, TextureGivesHostPathAndItsLocatorThroughShadeLoc) {
-    SceneHost host;
-    Scene& scene = host.Scene();
-    Item& image = scene.AddItem("imageMap", "Wood (Image)").SetImage("textures/sub/wood.png");
-    Item& place = scene.AddItem("txtrLocator", "Wood Locator");
-    auto texture = Query<IQvTexture>(static_cast<IQvItem*>(&image));
-    const char* path = nullptr;
-    EXPECT_EQ(texture->ImageFile(&path), qvOk);
-    EXPECT_STREQ(path, "textures\\sub\\wood.png");
-    ComRef<IQvItem> locator;
-    EXPECT_EQ(texture->Locator(locator.out()), qvNotFound);
-    image.Link("shadeLoc", place);
-    EXPECT_EQ(texture->Locator(locator.out()), qvOk);
-    EXPECT_EQ(NameOf(locator.get()), "Wood Locator");
-
-    auto bare = Query<IQvTexture>(static_cast<IQvItem*>(&scene.AddItem("imageMap", "Bare")));
-    path = "untouched";
-    EXPECT_EQ(bare->ImageFile(&path), qvNotFound);
-    EXPECT_STREQ(path, "untouched");
-}
