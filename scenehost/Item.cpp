@@ -5,6 +5,7 @@
 #include "Scene.h"
 
 #include <cmath>
+#include <filesystem>
 #include <stdexcept>
 
 namespace scenehost {
@@ -239,9 +240,25 @@ Item& Item::SetWorldMatrix(const Matrix& world) {
 // ---- Builder: other faces -------------------------------------------------------------------
 
 Item& Item::SetImage(const std::string& path) {
-    RequireType("textureLayer", "an image");
-    image_ = path;
+    RequireType("imageMap", "an image");
+    if (path.empty()) throw std::invalid_argument("an image path must not be empty");
+    image_ = std::filesystem::absolute(path).lexically_normal().generic_string();
     return *this;
+}
+
+Item& Item::SetTextureLocator(Item& locator) {
+    RequireType("textureLayer", "a texture locator");
+    locator.RequireType("txtrLocator", "placing a texture layer");
+    if (Item* placed = TextureLocator())
+        throw std::invalid_argument("'" + name_ + "' has a texture locator already, '" +
+                                    placed->Name() + "'");
+    return Link(kShadeLoc, locator);
+}
+
+Item* Item::TextureLocator() const {
+    for (Item* linked : Links(kShadeLoc))
+        if (linked->IsA("txtrLocator")) return linked;
+    return nullptr;
 }
 
 Item& Item::AddMember(Item& member) {

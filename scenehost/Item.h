@@ -93,8 +93,14 @@ public:
     Item& SetWorldMatrix(const Matrix& world);
 
     // ---- Builder: other faces ----
-    Item& SetImage(const std::string& path); // texture layers: the image file, as the OS names it
-    Item& AddMember(Item& member);           // groups
+    // Image maps: the image file, as the OS names it. The host keeps image files by absolute
+    // path, so a relative one is taken from the working folder; the texture face hands it out
+    // in host form (HostPath.h). An empty path is refused: a layer without an image has none.
+    Item& SetImage(const std::string& path);
+    // Texture layers: the texture locator that places the layer, linked in "shadeLoc". A layer
+    // has one; a second call is refused (Link makes stranger graphs, if a test needs them).
+    Item& SetTextureLocator(Item& locator);
+    Item& AddMember(Item& member); // groups
     Item& AddChannelMember(Item& member, const std::string& channel);
 
     // ---- Builder: geometry ----
@@ -125,6 +131,8 @@ public:
     Item* FindOwnTransform(QvTransformKind kind) const { return ownTransforms_[kind]; }
     const Matrix* ExplicitWorld() const { return explicitWorld_ ? &*explicitWorld_ : nullptr; }
     const std::string& Image() const { return image_; }
+    // The layer's texture locator: its first "shadeLoc" link to a txtrLocator, or null.
+    Item* TextureLocator() const;
     const std::vector<Item*>& Members() const { return members_; }
     const std::vector<ChannelDriver>& ChannelMembers() const { return channelMembers_; }
     const MeshData* MeshOf() const; // null for an item that is no mesh

@@ -123,11 +123,11 @@ QvResult TextureFace::ImageFile(const char** path) {
 
 QvResult TextureFace::Locator(IQvItem** locator) {
     if (!locator) return qvFailed;
+    // The host finds the locator through the graph, so a host without it finds none.
     if (!item_.Owner().HasGraph(kShadeLoc)) return qvNotFound;
-    for (scenehost::Item* linked : item_.Links(kShadeLoc))
-        if (linked->IsA("txtrLocator"))
-            return AnswerWith<IQvItem>(linked, reinterpret_cast<void**>(locator));
-    return qvNotFound;
+    scenehost::Item* placed = item_.TextureLocator();
+    if (!placed) return qvNotFound;
+    return AnswerWith<IQvItem>(placed, reinterpret_cast<void**>(locator));
 }
 
 } // namespace scenehost

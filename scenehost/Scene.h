@@ -36,7 +36,9 @@ public:
     Item& AddItemWithIdent(const std::string& ident, const std::string& type,
                            const std::string& name, Item* parent = nullptr);
     // Moves `child` to the end of `parent`'s children (null: to the top). Throws when that would
-    // make a cycle or when either side is the scene item.
+    // make a cycle or when either side is the scene item. Any item may go under a mask here, so a
+    // test can show a plug-in a shader tree that the application would not make; scene files
+    // keep the two trees apart.
     void SetParent(Item& child, Item* parent);
     void Link(const std::string& graph, Item& from, Item& to); // appends a forward link
     void LinkChannel(Item& driver, const std::string& driverChannel, Item& driven,

@@ -68,6 +68,7 @@ private:
     void ReadImage(Item& item, const JsonNode& image);
     void ReadMembers(Item& item, const JsonNode& members);
     void ReadChannelMembers(Item& item, const JsonNode& members);
+    void CheckShaderTreePlace(const Item& child, const Item& parent, const JsonNode& at) const;
     void ReadGroupMeshes(Item& item, const JsonNode& meshes);
     void ReadJoints(Item& item, const JsonNode& joints);
 
@@ -242,9 +243,10 @@ void SceneReader::ReadSceneItem(const JsonNode& node) {
 void SceneReader::CreateItem(const JsonNode& node) {
     Expect(node, Kind::Object, "an item");
     CheckMembers(node, "an item",
-                 {"id", "type", "name", "parent", "channels", "actions", "tags", "packages",
-                  "transform", "worldMatrix", "image", "members", "channelMembers", "source",
-                  "mesh", "triangles", "meshes", "joints", "locator"});
+                 {"id",      "type",           "name",     "parent",         "channels",
+                  "actions", "tags",           "packages", "transform",      "worldMatrix",
+                  "image",   "textureLocator", "members",  "channelMembers", "source",
+                  "mesh",    "triangles",      "meshes",   "joints",         "locator"});
     const JsonMember* id = node.Find("id");
     const JsonMember* type = node.Find("type");
     if (!id) Fail(node, "an item needs an \"id\"");
@@ -288,9 +290,16 @@ void SceneReader::ConnectItem(const JsonNode& node) {
     Item& item = *scene_.FindIdent(node.Find("id")->value.text);
     if (const JsonMember* m = node.Find("parent")) {
         Item& parent = Ref(m->value);
+        CheckShaderTreePlace(item, parent, m->value);
         Guard(m->value, [&] { scene_.SetParent(item, &parent); });
     }
     if (const JsonMember* m = node.Find("actions")) ReadActions(item, m->value);
+    if (const JsonMember* m = node.Find("textureLocator")) {
+        if (!item.IsA("textureLayer"))
+            Fail(m->value, "only texture layers have a \"textureLocator\"");
+        Item& locator = Ref(m->value);
+        Guard(m->value, [&] { item.SetTextureLocator(locator); });
+    }
     if (const JsonMember* m = node.Find("members")) ReadMembers(item, m->value);
     if (const JsonMember* m = node.Find("channelMembers")) ReadChannelMembers(item, m->value);
     if (const JsonMember* m = node.Find("source")) {
@@ -304,6 +313,25 @@ void SceneReader::ConnectItem(const JsonNode& node) {
         if (!item.IsA("influence")) Fail(m->value, "only influence items have a \"locator\"");
         Item& locator = Ref(m->value);
         Guard(m->value, [&] { item.DrivenByLocator(locator); });
+    }
+}
+
+// The shader tree and the item hierarchy do not mix in the application: masks and the render item
+// hold layers and nothing else, and a layer sits in the shader tree, except the material that a
+// light carries as its child. Other layers have no children. A mesh put under a mask by mistake
+// would vanish from every export without a word, so a file that mixes the trees is refused.
+void SceneReader::CheckShaderTreePlace(const Item& child, const Item& parent,
+                                       const JsonNode& at) const {
+    auto refuse = [&](const std::string& why) {
+        Fail(at, "'" + child.Name() + "' cannot be a child of '" + parent.Name() + "': " + why);
+    };
+    if (parent.IsA("textureLayer")) {
+        if (!parent.IsA("mask") && !parent.IsA("polyRender"))
+            refuse("only masks and the render item hold layers");
+        if (!child.IsA("textureLayer"))
+            refuse("masks and the render item hold texture layers only");
+    } else if (child.IsA("textureLayer") && !child.IsA("lightMaterial")) {
+        refuse("a texture layer belongs under a mask or the render item");
     }
 }
 
@@ -410,11 +438,12 @@ void SceneReader::ReadWorldMatrix(Item& item, const JsonNode& matrix) {
 }
 
 void SceneReader::ReadImage(Item& item, const JsonNode& image) {
-    if (!item.IsA("textureLayer")) Fail(image, "only texture layers have an \"image\"");
-    std::filesystem::path path(Text(image, "\"image\""));
-    if (path.is_relative() && !baseDir_.empty())
-        path = (std::filesystem::path(baseDir_) / path).lexically_normal();
-    item.SetImage(path.generic_string());
+    if (!item.IsA("imageMap")) Fail(image, "only image maps have an \"image\"");
+    const std::string& text = Text(image, "\"image\"");
+    if (text.empty()) Fail(image, "an image path must not be empty");
+    std::filesystem::path path(text);
+    if (path.is_relative() && !baseDir_.empty()) path = std::filesystem::path(baseDir_) / path;
+    Guard(image, [&] { item.SetImage(path.generic_string()); });
 }
 
 void SceneReader::ReadMembers(Item& item, const JsonNode& members) {

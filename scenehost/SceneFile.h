@@ -12,11 +12,12 @@ namespace scenehost {
 
 class SceneHost;
 
-// Reads a scene file. Relative image paths in it are taken relative to the file's folder.
+// Reads a scene file. Relative image paths in it are taken relative to the file's folder, and
+// every image path ends up absolute, as the host keeps them (Item::SetImage).
 bool LoadSceneFile(SceneHost& host, const std::string& path, std::string* error);
 
 // The same for text in memory; `fileName` stands for the file in messages and `baseDir` is
-// where relative image paths start (empty: they stay as written).
+// where relative image paths start (empty: the working folder).
 bool LoadSceneText(SceneHost& host, const std::string& text, const std::string& fileName,
                    const std::string& baseDir, std::string* error);
 

@@ -13,6 +13,15 @@
 //     EXPECT_EQ(host.Count("UserValueLookup:sceneio.gltf.save.exportType"), 1);
 //     EXPECT_EQ(host.LogOf("logsys").size(), 0u);
 //
+// A material is a mask whose "ptag" names the polygons' material tag, with its layers as its
+// children in order (index 0 at the bottom of the shader tree); image maps take an image file and
+// a texture locator:
+//     Item& mask = scene.AddItem("mask", "Wood (Material)").Set("ptag", "Wood");
+//     scene.AddItem("glTFShader", "Wood glTF", mask).Set("roughness", 0.4);
+//     Item& place = scene.AddItem("txtrLocator", "Wood Locator").Set("uvMap", "UVMap");
+//     scene.AddItem("imageMap", "Wood (Image)", mask).SetImage(dir + "/wood.png")
+//         .Set("effect", "baseColorGLTF").Set("swizzling", 1).SetTextureLocator(place);
+//
 // The parts: Scene and Item (Scene.h, Item.h) hold the scene and its builder calls; MeshData.h
 // and MeshGenerate.h the geometry of mesh items (MeshObjects.h how a plug-in sees it); ChannelRead
 // (ChannelRead.h) tells where a value comes from; Transforms.h how world matrices are made;

@@ -1,5 +1,6 @@
 #include "TypeTree.h"
 
+#include <algorithm>
 #include <stdexcept>
 
 namespace scenehost {
@@ -98,12 +99,19 @@ void TypeTree::DefineTransforms() {
 
 void TypeTree::DefineShading() {
     // Every layer of the shader tree is a texture layer: masks, materials, shaders, image maps.
+    // A mask selects polygons by the tag named in "ptag", of the kind named in "ptyp"; its
+    // children are its layers, in order, index 0 at the bottom of the tree as the user sees it.
     Define("textureLayer", "", {Int("enable", 1), Num("opacity", 1.0), Text("effect", "")});
     Define("mask", "textureLayer", {Text("ptag", ""), Text("ptyp", "Material")});
     Define(
         "advancedMaterial", "textureLayer",
         Join(Rgb("diffCol", 0.8), {Num("diffAmt", 0.8), Num("dissAmt", 0.0), Int("dblSided", 0)}));
-    Define("imageMap", "textureLayer", {Int("swizzling", 0), Int("rgba", 0)});
+    // A new image map drives the diffuse colour with all of the image: "swizzling" off, and
+    // "rgba" 0 (RGB; 2 alpha, 3 red, 4 green, 5 blue) picks the channel once it is on.
+    Define("imageMap", "textureLayer",
+           {Text("effect", "diffColor"), Int("swizzling", 0), Int("rgba", 0)});
+    // The glTF layer holds glTF's own factors under glTF's names, with glTF's defaults: white,
+    // fully metallic and rough, no emission. "shadeModel" 1 makes it unlit.
     Define("glTFShader", "textureLayer",
            Join(Join(Rgb("baseColor", 1.0),
                      {Int("shadeModel", 0), Num("metallic", 1.0), Num("roughness", 1.0)}),
@@ -140,7 +148,20 @@ void TypeTree::Define(const std::string& name, const std::string& super,
         def.super = parent->code;
         def.channels = parent->channels;
     }
-    def.channels.insert(def.channels.end(), own.begin(), own.end());
+    for (ChannelDef& channel : own) {
+        // A channel that the super-type has already keeps its place and takes this type's
+        // default: the host's image maps show "diffColor" where other layers have no effect.
+        auto inherited = std::find_if(def.channels.begin(), def.channels.end(),
+                                      [&](const ChannelDef& c) { return c.name == channel.name; });
+        if (inherited == def.channels.end()) {
+            def.channels.push_back(std::move(channel));
+            continue;
+        }
+        if (inherited->kind != channel.kind)
+            throw std::logic_error("type catalogue: " + name + " changes the kind of " +
+                                   channel.name);
+        inherited->defaultValue = std::move(channel.defaultValue);
+    }
     for (uint32_t i = 0; i < def.channels.size(); ++i)
         def.channelIndex[def.channels[i].name] = i;
     byName_[name] = def.code;

@@ -127,6 +127,7 @@ struct MeshWork {
     // Equality looks at the tangent and the bitangent's x only, while the hash covers all six.
     std::vector<UniqueValueTable<TangentValue, ExactEqual<TangentValue, 4>>> tangentIndexByValue;
     GltfMesh* gltfMesh = nullptr;
+    uint32_t expectedCorners = 0; // from the triangle count, so per-corner tables grow once
     uint32_t pointCounter = 0;
     uint32_t triangleCounter = 0;
     uint32_t cornerCounter = 0;

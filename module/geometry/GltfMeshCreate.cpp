@@ -67,6 +67,7 @@ GltfMesh* GltfSaver::CreateMesh(CQvUser_Item& item) {
     meshWork.point = &points;
     meshWork.pointIndexById.Reserve(pointCount);
     if (polyInds > 0) {
+        meshWork.expectedCorners = uint32_t(polyInds);
         gltfMesh->pointIndex.reserve(size_t(polyInds));
         gltfMesh->normalIndex.reserve(size_t(polyInds));
     }

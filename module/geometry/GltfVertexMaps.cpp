@@ -81,6 +81,7 @@ void MeshWork::Reset() {
     tangentMaps.clear();
     tangentIndexByValue.clear();
     gltfMesh = nullptr;
+    expectedCorners = 0;
     pointCounter = triangleCounter = cornerCounter = 0;
     hasNormalMap = false;
 }
@@ -131,11 +132,13 @@ std::vector<MeshMapListing> MeshWork::gatherMaps(uint32_t type, bool sorted) {
 
 void MeshWork::addColorMap(QvMapId id) {
     colorMaps.push_back({gltfMesh->AddColorMap(), id});
+    colorMaps.back().map->index.reserve(expectedCorners);
     colorIndexByValue.emplace_back();
 }
 
 void MeshWork::addTangentMap(QvMapId id) {
     tangentMaps.push_back({gltfMesh->AddTangentMap(), id});
+    tangentMaps.back().map->index.reserve(expectedCorners);
     tangentIndexByValue.emplace_back();
 }
 
@@ -143,6 +146,7 @@ void MeshWork::addUvMap(const std::string& name, QvMapId id) {
     auto work = std::make_unique<UvWork>();
     work->log = log;
     work->map = gltfMesh->AddUvMap();
+    work->corners.reserve(expectedCorners);
     gltfMesh->uvSets.emplace(name, uint32_t(uvWork.size()));
     uvWork.push_back(std::move(work));
     uvMapIds.push_back(id);
