@@ -47,13 +47,14 @@ template <class Map> struct MapEntry {
     QvMapId id = nullptr;
 };
 
+// One corner of a UV map; its corner number is its place in UvWork::corners. Twelve bytes, as a
+// large mesh keeps one for every corner and every UV map until the walk ends.
 struct UvCorner {
     float u = 0, v = 0;
-    uint32_t corner = 0;
-    bool mapped = false;
-    uint32_t point = 0; // index in positions, or noPoint for an id the point walk did not see
+    uint32_t point : 31; // index in positions, or noPoint for an id the point walk did not see
+    uint32_t mapped : 1;
 };
-constexpr uint32_t noPoint = 0xFFFFFFFFu;
+constexpr uint32_t noPoint = 0x7FFFFFFFu;
 
 // One UV map while the polygons are walked. Corners are kept with their point and reduced to
 // unique values per point afterwards (resolveUvMap), when it is known whether index 0 must be

@@ -211,13 +211,19 @@ void MeshWork::AddCornerNormal(QvPointId pointId) {
 
 void MeshWork::AddCornerUvs(QvPointId pointId) {
     uint32_t pointIndex = noPoint;
-    if (!uvWork.empty() && !pointIndexById.Find(pointId, pointIndex)) pointIndex = noPoint;
+    if (!uvWork.empty() && (!pointIndexById.Find(pointId, pointIndex) || pointIndex > noPoint))
+        pointIndex = noPoint;
     for (size_t m = 0; m < uvWork.size(); ++m) {
         float value[2] = {};
         bool mapped = (*polygon)->MapEvaluate(uvMapIds[m], pointId, value) == qvOk;
         if (!mapped) value[0] = value[1] = 0;
         UvWork& work = *uvWork[m];
-        work.corners.push_back({value[0], value[1], cornerCounter, mapped, pointIndex});
+        UvCorner corner;
+        corner.u = value[0];
+        corner.v = value[1];
+        corner.point = pointIndex & noPoint;
+        corner.mapped = mapped;
+        work.corners.push_back(corner);
         if (!mapped) work.complete = false;
     }
 }
@@ -237,7 +243,7 @@ void MeshWork::resolveUvMap(UvWork& work) {
     size_t buckets = pointCounter + 1; // the last bucket takes ids the point walk did not see
     std::vector<uint32_t> head(buckets, noPoint), next(cornerCount, noPoint);
     for (size_t c = cornerCount; c-- > 0;) {
-        uint32_t p = std::min<uint32_t>(work.corners[c].point, pointCounter);
+        uint32_t p = std::min<uint32_t>(uint32_t(work.corners[c].point), pointCounter);
         next[c] = head[p];
         head[p] = uint32_t(c);
     }
@@ -250,7 +256,7 @@ void MeshWork::resolveUvMap(UvWork& work) {
         seen.clear();
         for (uint32_t c = head[p]; c != noPoint; c = next[c]) {
             const UvCorner& corner = work.corners[c];
-            if (!corner.mapped || corner.corner >= cornerCount) continue;
+            if (!corner.mapped) continue;
             auto found = std::find_if(seen.begin(), seen.end(), [&](const Seen& s) {
                 return s.u == corner.u && s.v == corner.v;
             });
@@ -262,7 +268,7 @@ void MeshWork::resolveUvMap(UvWork& work) {
                 map.values.push_back({corner.u, corner.v});
                 seen.push_back({corner.u, corner.v, index});
             }
-            map.index[corner.corner] = index;
+            map.index[c] = index;
         }
     }
 }
