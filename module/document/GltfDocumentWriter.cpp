@@ -178,6 +178,7 @@ void GltfDocument::ClearWriteState() {
     imageIds.clear();
     nodeIds.clear();
     skins.clear();
+    std::vector<uint32_t>().swap(weldHeads);
 }
 
 void GltfDocument::Reset() {

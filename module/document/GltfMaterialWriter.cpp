@@ -1,5 +1,16 @@
-// Materials: one object in "materials" per GltfMaterial, shared by every primitive that uses it.
+// Materials and what they reference: one object in "materials" per GltfMaterial, shared by every
+// primitive that uses it; one entry in "textures" and one in "samplers" per GltfTexture; one
+// entry in "images" per image file, shared by every texture that shows it.
+//
+// An image is not read here, only measured: a .gltf names a copy of the file beside it, a .glb
+// takes its bytes into the BIN chunk. Both happen in WriteChunks, after the JSON is complete.
 #include "document/GltfJson.h"
+#include "document/GltfOutput.h"
+#include "document/HostPath.h"
+#include "host/GltfLogMsg.h"
+
+#include <cctype>
+#include <cstdio>
 
 using namespace gltfjson;
 
@@ -28,12 +39,67 @@ Value makeDoubleArray(const std::array<double, N>& numbers, GltfJsonAllocator& a
     return array;
 }
 
+// The "texCoord" of a UV map name; false when the mesh has no UV set of that name.
+bool findUvSet(const GltfMesh* mesh, const std::string& uvMapName, uint32_t& texCoord) {
+    if (!mesh) return false;
+    const auto found = mesh->uvSets.find(uvMapName);
+    if (found == mesh->uvSets.end()) return false;
+    texCoord = found->second;
+    return true;
+}
+
+Value makeTextureReference(uint32_t textureIndex, uint32_t texCoord, GltfJsonAllocator& allocator) {
+    Value reference(rapidjson::kObjectType);
+    addUintMember(reference, "index", textureIndex, allocator);
+    addUintMember(reference, "texCoord", texCoord, allocator);
+    return reference;
+}
+
+// The one conversion of wrap modes to glTF. The records keep the host's tile value untouched,
+// so anything outside the three known modes (0 included) falls back to repeat.
+uint32_t gltfWrapCode(GltfWrapMode mode) {
+    switch (mode) {
+    case GltfWrapMode::MirroredRepeat:
+        return 33648;
+    case GltfWrapMode::ClampToEdge:
+        return 33071;
+    case GltfWrapMode::Repeat:
+    default:
+        return 10497;
+    }
+}
+
+// 1 PNG, 2 JPEG, 0 anything else, from the text behind the last "." (the whole path when there
+// is none). The cut does not stop at separators, so a dot in a directory name yields a kind of
+// 0, never a wrong one.
+uint32_t mimeKindOf(const std::string& path) {
+    const std::size_t dot = path.rfind('.');
+    std::string extension = dot == std::string::npos ? path : path.substr(dot + 1);
+    for (char& c : extension)
+        c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+    if (extension == "png") return 1;
+    if (extension == "jpg" || extension == "jpeg") return 2;
+    return 0;
+}
+
+// The file's size in bytes, or false when it cannot be opened and measured.
+bool measureFile(const std::string& hostPath, uint32_t& size) {
+    FILE* file = OpenHostFile(hostPath, "rb");
+    if (!file) return false;
+    long end = -1;
+    if (std::fseek(file, 0, SEEK_END) == 0) end = std::ftell(file);
+    std::fclose(file);
+    if (end < 0) return false;
+    size = static_cast<uint32_t>(end);
+    return true;
+}
+
 } // namespace
 
 // The material's index is known before its object exists, so that anything written on the
 // way (its textures) and any later primitive find it. The check is on the record's address:
 // a material shared by two meshes takes the UV set numbers of the mesh that wrote it first.
-uint32_t GltfDocument::WriteMaterial(GltfMaterial* material, [[maybe_unused]] GltfMesh* mesh) {
+uint32_t GltfDocument::WriteMaterial(GltfMaterial* material, GltfMesh* mesh) {
     const auto known = materialIds.find(material);
     if (known != materialIds.end()) return known->second;
     const uint32_t index = json->materials.Size();
@@ -57,10 +123,56 @@ uint32_t GltfDocument::WriteMaterial(GltfMaterial* material, [[maybe_unused]] Gl
     pbr.AddMember("roughnessFactor", Value(static_cast<double>(material->roughnessFactor)),
                   allocator);
 
-    // TEXTURE REFERENCES go here, with the texture writer: "baseColorTexture" and
-    // "metallicRoughnessTexture" into pbr, then "normalTexture", "occlusionTexture" and
-    // "emissiveTexture" into the object, so that they stand before "pbrMetallicRoughness".
+    // The base colour asks for its UV set before the texture is written, so a base colour
+    // texture that the mesh cannot map never reaches "textures". The others are written first
+    // and referenced only if the UV set exists: they can stand in "textures" unreferenced.
+    uint32_t texCoord = 0;
+    if (material->baseColorTexture &&
+        findUvSet(mesh, material->baseColorTexture->uvMapName, texCoord)) {
+        const uint32_t texture = WriteTexture(material->baseColorTexture.get());
+        if (texture != kGltfNoIndex)
+            pbr.AddMember("baseColorTexture", makeTextureReference(texture, texCoord, allocator),
+                          allocator);
+    }
 
+    // Writes the texture, then finds its UV set; null when either fails.
+    auto reference = [&](const std::shared_ptr<GltfTexture>& field) -> Value {
+        const uint32_t texture = WriteTexture(field.get());
+        if (texture == kGltfNoIndex || !findUvSet(mesh, field->uvMapName, texCoord)) return Value();
+        return makeTextureReference(texture, texCoord, allocator);
+    };
+
+    // An unlit material (and any other non-zero value) keeps only its base colour texture.
+    if (material->unlit == 0) {
+        if (material->metallicRoughnessTexture) {
+            Value metallicRoughness = reference(material->metallicRoughnessTexture);
+            if (metallicRoughness.IsObject())
+                pbr.AddMember("metallicRoughnessTexture", metallicRoughness, allocator);
+        }
+        if (material->normalTexture) {
+            Value normal = reference(material->normalTexture);
+            if (normal.IsObject()) {
+                if (material->normalScale != 1.0)
+                    normal.AddMember("scale", floatValue(material->normalScale), allocator);
+                object.AddMember("normalTexture", normal, allocator);
+            }
+        }
+        if (material->occlusionTexture) {
+            Value occlusion = reference(material->occlusionTexture);
+            if (occlusion.IsObject()) {
+                if (material->occlusionStrength != 1.0)
+                    occlusion.AddMember("strength", floatValue(material->occlusionStrength),
+                                        allocator);
+                object.AddMember("occlusionTexture", occlusion, allocator);
+            }
+        }
+        if (material->emissiveTexture) {
+            Value emissive = reference(material->emissiveTexture);
+            if (emissive.IsObject()) object.AddMember("emissiveTexture", emissive, allocator);
+        }
+    }
+
+    // Behind the texture members of the material object, by the order of the calls above.
     object.AddMember("pbrMetallicRoughness", pbr, allocator);
 
     if (material->unlit == 1) {
@@ -70,4 +182,77 @@ uint32_t GltfDocument::WriteMaterial(GltfMaterial* material, [[maybe_unused]] Gl
         usesUnlit = true;
     }
     return pushToArray(json->materials, object, allocator);
+}
+
+// ---- Textures, samplers, images ----------------------------------------------------------------
+
+// Cached by the record's address: a texture in several fields or materials is written once.
+// A texture whose image is missing is not cached, so each later reference tries again and
+// reports the file again, where the user can see which materials it affects.
+uint32_t GltfDocument::WriteTexture(GltfTexture* texture) {
+    const auto known = textureIds.find(texture);
+    if (known != textureIds.end()) return known->second;
+
+    GltfImage image{texture->imagePath, mimeKindOf(texture->imagePath)};
+    const int32_t source = WriteImage(image);
+    if (source < 0) return kGltfNoIndex;
+    const int32_t sampler =
+        WriteSampler(gltfWrapCode(texture->wrapU), gltfWrapCode(texture->wrapV));
+
+    GltfJsonAllocator& allocator = json->allocator;
+    Value object(rapidjson::kObjectType);
+    object.AddMember("name", copiedString(texture->name, allocator), allocator);
+    addUintMember(object, "sampler", static_cast<uint32_t>(sampler), allocator);
+    addUintMember(object, "source", static_cast<uint32_t>(source), allocator);
+    const uint32_t index = pushToArray(json->textures, object, allocator);
+    textureIds.emplace(texture, index);
+    return index;
+}
+
+// One sampler per texture, never shared, and without filters: readers pick their own.
+int32_t GltfDocument::WriteSampler(uint32_t wrapS, uint32_t wrapT) {
+    GltfJsonAllocator& allocator = json->allocator;
+    Value object(rapidjson::kObjectType);
+    addUintMember(object, "wrapS", wrapS, allocator);
+    addUintMember(object, "wrapT", wrapT, allocator);
+    return static_cast<int32_t>(pushToArray(json->samplers, object, allocator));
+}
+
+// Cached by the path string as given: two spellings of one file make two images.
+//
+// Only the size is taken here. The image chunk carries the path; WriteChunks copies the file
+// beside a .gltf, or streams its bytes into the BIN chunk of a .glb, padded to 4 so that the
+// views behind it stay on the grid. The view's length counts that pad.
+int32_t GltfDocument::WriteImage(GltfImage& image) {
+    const auto known = imageIds.find(image.path);
+    if (known != imageIds.end()) return known->second;
+
+    uint32_t size = 0;
+    if (!measureFile(image.path, size)) {
+        if (log) log->LogError("Image file path: %s doesn't exist!", image.path.c_str());
+        return -1;
+    }
+
+    GltfJsonAllocator& allocator = json->allocator;
+    Value object(rapidjson::kObjectType);
+    // Nothing for other kinds: glTF knows only these two, and the file is exported regardless.
+    if (image.mimeKind == 1) object.AddMember("mimeType", "image/png", allocator);
+    if (image.mimeKind == 2) object.AddMember("mimeType", "image/jpeg", allocator);
+
+    const uint32_t padBytes = (0u - size) & 3u;
+    const uint32_t byteLength = size + padBytes;
+    if (outputKind != 0) {
+        // The copy lands beside the .gltf under the file's own name; no directory, no escaping.
+        object.AddMember("uri", copiedString(BaseNameOf(image.path), allocator), allocator);
+        // Listed for the copying only: it adds nothing to the buffer, so it needs no pad.
+        AddChunk(GltfBufferChunk::ForImage(image.path, byteLength, 0));
+    } else {
+        const uint32_t view =
+            AddChunkView(GltfBufferChunk::ForImage(image.path, byteLength, padBytes));
+        addUintMember(object, "bufferView", view, allocator);
+    }
+
+    const int32_t index = static_cast<int32_t>(pushToArray(json->images, object, allocator));
+    imageIds.emplace(image.path, index);
+    return index;
 }

@@ -50,11 +50,11 @@ public:
     VertexWelder(std::vector<const uint32_t*> keyColumns, std::vector<uint32_t>& heads,
                  size_t cornerCount)
         : columns(std::move(keyColumns)), width(columns.size()), heads(heads) {
-        // Room for a closed, smooth mesh (about one vertex for six corners) with some margin;
-        // meshes with more seams grow the lists.
-        const size_t expected = cornerCount / 4 + 16;
-        keys.reserve(expected * width);
-        next.reserve(expected);
+        // Room for the worst case, every corner its own vertex, so the lists never move.
+        // Reserved address space costs nothing until used: only the pages the vertices fill
+        // are ever touched.
+        keys.reserve(cornerCount * width);
+        next.reserve(cornerCount);
     }
     ~VertexWelder() {
         for (size_t at = kPointColumn; at < keys.size(); at += width)

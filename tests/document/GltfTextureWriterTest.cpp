@@ -155,13 +155,13 @@ TEST(GltfTextureWriter, MaterialMembersInOrderWithSharedTexturesAndWrapModes) {
     EXPECT_EQ(ToText(json["materials"][1]),
               R"({"name":"full","emissiveFactor":[0.0,0.0,0.0],"alphaMode":"OPAQUE",)"
               R"("doubleSided":false,"normalTexture":{"index":2,"texCoord":0},)"
-              R"("occlusionTexture":{"index":3,"texCoord":0,"strength":0.30000001192092896},)"
+              R"("occlusionTexture":{"index":3,"texCoord":0,"strength":0.30000001192092898},)"
               R"("emissiveTexture":{"index":4,"texCoord":0},"pbrMetallicRoughness":{)"
               R"("baseColorFactor":[1.0,1.0,1.0,1.0],"metallicFactor":1.0,"roughnessFactor":1.0,)"
               R"("baseColorTexture":{"index":0,"texCoord":0},)"
               R"("metallicRoughnessTexture":{"index":1,"texCoord":0}}})");
     EXPECT_EQ(ToText(json["materials"][2]["normalTexture"]),
-              R"({"index":2,"texCoord":0,"scale":2.0999999046325684})");
+              R"({"index":2,"texCoord":0,"scale":2.0999999046325685})");
     EXPECT_EQ(json["textures"].Size(), 5u);
     EXPECT_EQ(json["images"].Size(), 1u);
     EXPECT_EQ(ToText(json["samplers"][1]), R"({"wrapS":33648,"wrapT":33071})");
