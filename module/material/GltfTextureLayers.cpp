@@ -44,6 +44,20 @@ bool GltfSaver::SwizzleCheck(int32_t wanted, const char* notOnText, const char* 
     return true;
 }
 
+// glTF reads metallic and roughness from one image: the first map handled fills the field, and
+// a second map on another image is named in a warning and left out of the file.
+void GltfSaver::SetMetallicRoughness(GltfMaterial* m, const std::shared_ptr<GltfTexture>& texture,
+                                     const char* label, const char* mapName) {
+    if (!m->metallicRoughnessTexture) {
+        m->metallicRoughnessTexture = texture;
+    } else if (!SameImage(m->metallicRoughnessTexture, texture)) {
+        std::string format = std::string("    GLTF_Metallic and GLTF_Roughness image maps in one "
+                                         "material group must use the same image. ") +
+                             label + " image map :%s." PREVIEW_MAY_DIFFER;
+        log.LogWarning(format.c_str(), mapName);
+    }
+}
+
 void GltfSaver::ApplyEffectTextures(GltfMaterial* m, const EffectLayerMap& effectLayers) {
     int32_t swizzling = 0, rgba = 0;
     for (const auto& [effect, item] : effectLayers.FirstOfEachEffect()) {
@@ -73,23 +87,13 @@ void GltfSaver::ApplyEffectTextures(GltfMaterial* m, const EffectLayerMap& effec
                          "    Swizzling is not turned on for GLTF_Metallic image map %s." PREVIEW_MAY_DIFFER,
                          "    Swizzling channel must be 'Blue' for GLTF_Metallic image map %s." PREVIEW_MAY_DIFFER,
                          swizzling, rgba);
-            if (!m->metallicRoughnessTexture)
-                m->metallicRoughnessTexture = texture;
-            else if (!SameImage(m->metallicRoughnessTexture, texture))
-                log.LogWarning("    GLTF_Metallic and GLTF_Roughness image maps in one material group "
-                               "must use the same image. GLTF_Metallic image map :%s." PREVIEW_MAY_DIFFER,
-                               name);
+            SetMetallicRoughness(m, texture, "GLTF_Metallic", name);
         } else if (effect == "roughnessGLTF") {
             SwizzleCheck(rgbaGreen,
                          "    Swizzling is not turned on for GLTF_Roughness image map %s." PREVIEW_MAY_DIFFER,
                          "    Swizzling channel must be 'Green' for GLTF_Roughness image map %s." PREVIEW_MAY_DIFFER,
                          swizzling, rgba);
-            if (!m->metallicRoughnessTexture)
-                m->metallicRoughnessTexture = texture;
-            else if (!SameImage(m->metallicRoughnessTexture, texture))
-                log.LogWarning("    GLTF_Metallic and GLTF_Roughness image maps in one material group "
-                               "must use the same image. GLTF_Roughness image map :%s." PREVIEW_MAY_DIFFER,
-                               name);
+            SetMetallicRoughness(m, texture, "GLTF_Roughness", name);
         } else if (effect == "baseColorGLTF") {
             SwizzleCheck(rgbaRgb,
                          "    Swizzling is not turned on for GLTF_BaseColor image map %s." PREVIEW_MAY_DIFFER,

@@ -141,6 +141,8 @@ private:
     void ExpandMask(const ShaderLayer& mask, ShaderWalk& walk);
     GltfMaterial* MaterialOfWalk(const std::string& tag, const ShaderWalk& walk);
     void AttachMaterialsToMeshes();
+    void SetMetallicRoughness(GltfMaterial* m, const std::shared_ptr<GltfTexture>& texture,
+                              const char* label, const char* mapName);
     bool SwizzleCheck(int32_t wanted, const char* notOnText, const char* wrongChannelText,
                       int32_t& swizzling, int32_t& rgba);
     int32_t ReadEditInt(IQvItem* item, const char* channel, int32_t fallback);
