@@ -2,6 +2,7 @@
 
 #include "host/CQvGlobals.h"
 #include "host/CQvImpl.h"
+#include "host/QvItemQuery.h"
 
 #include <new>
 
@@ -37,19 +38,6 @@ struct SceneSaverState {
     CQvUser_MeshMap meshMap;
 };
 
-namespace {
-
-QvTypeCode LookupType(IQvSceneService* service, const char* name) {
-    QvTypeCode code = 0;
-    if (!service || QvFailed(service->ItemTypeLookup(name, &code))) return 0;
-    return code;
-}
-
-bool IsOfType(IQvItem* item, QvTypeCode type) {
-    return type != 0 && item->TestType(type) == qvOk;
-}
-
-} // namespace
 
 CQvSceneSaver::CQvSceneSaver() = default;
 
@@ -64,14 +52,14 @@ bool CQvSceneSaver::CreateState(IQvUnknown* source) {
     SceneSaverState& s = *state;
     CQvGlobals::LookupService(s.sceneService);
     IQvSceneService* types = s.sceneService.get();
-    s.meshType = LookupType(types, "mesh");
-    s.meshInstType = LookupType(types, "meshInst");
-    s.triSurfType = LookupType(types, "triSurf");
-    s.polyRenderType = LookupType(types, "polyRender");
-    s.maskType = LookupType(types, "mask");
-    s.textureLayerType = LookupType(types, "textureLayer");
-    s.videoStillType = LookupType(types, "videoStill");
-    s.txtrLocatorType = LookupType(types, "txtrLocator");
+    s.meshType = LookupTypeCode(types, "mesh");
+    s.meshInstType = LookupTypeCode(types, "meshInst");
+    s.triSurfType = LookupTypeCode(types, "triSurf");
+    s.polyRenderType = LookupTypeCode(types, "polyRender");
+    s.maskType = LookupTypeCode(types, "mask");
+    s.textureLayerType = LookupTypeCode(types, "textureLayer");
+    s.videoStillType = LookupTypeCode(types, "videoStill");
+    s.txtrLocatorType = LookupTypeCode(types, "txtrLocator");
 
     CQvUser_SceneSubset subset;
     if (UsesSceneSubset() && subset.bind(source)) {
@@ -150,7 +138,7 @@ IQvSceneService* CQvSceneSaver::SceneService() const {
 
 void CQvSceneSaver::ScanStart(const char* typeName) {
     state->scanMode = 0;
-    state->scanType = typeName ? LookupType(state->sceneService.get(), typeName) : qvAllTypes;
+    state->scanType = typeName ? LookupTypeCode(state->sceneService.get(), typeName) : qvAllTypes;
 }
 
 bool CQvSceneSaver::ScanNext() {
@@ -180,7 +168,7 @@ bool CQvSceneSaver::SetItem(IQvItem* item) {
     SceneSaverState& s = *state;
     if (!s.currentItem.bind(item)) return false;
     s.itemTags.bind(item);
-    if (IsOfType(item, s.triSurfType)) {
+    if (ItemIsA(item, s.triSurfType)) {
         int32_t channel = -1;
         if (QvFailed(item->ChannelLookup("surf", &channel))) s.lastError = qvFailed;
         CQvUser_<IQvUnknown> value;
@@ -188,15 +176,15 @@ bool CQvSceneSaver::SetItem(IQvItem* item) {
             return false;
         return s.triangleGroup.bind(value.get());
     }
-    if (IsOfType(item, s.meshInstType)) {
+    if (ItemIsA(item, s.meshInstType)) {
         CQvUser_Item source;
         if (!s.sceneService || QvFailed(s.sceneService->InstanceSource(item, source.out())) ||
             !source)
             return false;
-        if (IsOfType(source.get(), s.triSurfType)) return true;
+        if (ItemIsA(source.get(), s.triSurfType)) return true;
         return BindMeshFromChannel(source.get()) && BindMeshAccessors();
     }
-    if (IsOfType(item, s.meshType)) return BindMeshFromChannel(item) && BindMeshAccessors();
+    if (ItemIsA(item, s.meshType)) return BindMeshFromChannel(item) && BindMeshAccessors();
     return true;
 }
 

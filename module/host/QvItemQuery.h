@@ -7,6 +7,13 @@
 #include <string>
 #include <vector>
 
+// A type code by name; 0 when the host does not know the type or there is no service.
+inline QvTypeCode LookupTypeCode(IQvSceneService* service, const char* name) {
+    QvTypeCode code = 0;
+    if (!service || QvFailed(service->ItemTypeLookup(name, &code))) return 0;
+    return code;
+}
+
 // True when the item is of the type or of one derived from it; a type the host does not know
 // (code 0) matches nothing.
 inline bool ItemIsA(IQvItem* item, QvTypeCode type) {
@@ -37,6 +44,16 @@ inline int32_t ChannelIndexOf(IQvItem* item, const char* channel) {
     int32_t index = -1;
     if (!item || QvFailed(item->ChannelLookup(channel, &index))) return -1;
     return index;
+}
+
+// A string channel through `channels`; empty when the item has no such channel or it cannot be read.
+inline std::string ReadChannelString(IQvChannelRead* channels, IQvItem* item, const char* channel) {
+    int32_t index = ChannelIndexOf(item, channel);
+    const char* value = nullptr;
+    if (index < 0 || !channels || QvFailed(channels->ReadString(item, uint32_t(index), &value)) ||
+        !value)
+        return std::string();
+    return value;
 }
 
 inline bool ItemParentOf(IQvItem* item, CQvUser_Item& parent) {

@@ -24,12 +24,7 @@ double GltfSaver::ReadEditDouble(IQvItem* item, const char* channel, double fall
 }
 
 std::string GltfSaver::ReadEditString(IQvItem* item, const char* channel) {
-    int32_t index = ChannelIndexOf(item, channel);
-    const char* value = nullptr;
-    if (index < 0 || !editChannels || QvFailed(editChannels->ReadString(item, uint32_t(index), &value)) ||
-        !value)
-        return std::string();
-    return value;
+    return ReadChannelString(editChannels.get(), item, channel);
 }
 
 // A channel the layer does not have leaves the field at its default.

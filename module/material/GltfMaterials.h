@@ -34,6 +34,15 @@ struct ShaderLayer {
     const char* knownEffect = nullptr; // the host or glTF effect it matched, else null
 };
 
+// What glTF reads of an image map with one of the checked effects: the host's "rgba" channel
+// value it expects, and the names the warnings give the map and the channel.
+struct SwizzleRule {
+    const char* effect;
+    int32_t channel;
+    const char* label;
+    const char* channelName;
+};
+
 // Image maps that count for one material, by effect. Equal effects keep their walk order, and
 // effects are read in the order their first map was met, but for one wrinkle that the exported
 // files have always shown and that is kept: while the map is small (eight buckets, up to eight

@@ -72,15 +72,6 @@ void ClassifyImageMap(ShaderLayer& layer) {
     }
 }
 
-// A string channel of the setup action; empty when the item has no such channel.
-std::string ReadSetupString(IQvChannelRead* setup, IQvItem* item, const char* channel) {
-    int32_t index = ChannelIndexOf(item, channel);
-    const char* value = nullptr;
-    if (index < 0 || !setup || QvFailed(setup->ReadString(item, uint32_t(index), &value)) || !value)
-        return std::string();
-    return value;
-}
-
 } // namespace
 
 // What one tag's walk gathers.
@@ -164,8 +155,8 @@ GltfMaterial* GltfSaver::MaterialForTag(const std::string& tag) {
     }
     IQvItem* maskItem = mask->second;
     log.LogInfo("Found mask:%s ptag:%s ptype:%s", tag.c_str(),
-                ReadSetupString(setupChannels.get(), maskItem, "ptag").c_str(),
-                ReadSetupString(setupChannels.get(), maskItem, "ptyp").c_str());
+                ReadChannelString(setupChannels.get(), maskItem, "ptag").c_str(),
+                ReadChannelString(setupChannels.get(), maskItem, "ptyp").c_str());
     ShaderWalk walk;
     walk.layerStack.push_back(ClassifyLayer(maskItem));
     while (!walk.layerStack.empty()) {

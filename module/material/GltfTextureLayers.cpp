@@ -10,10 +10,25 @@
 
 namespace {
 
-constexpr int32_t rgbaRgb = 0, rgbaAlpha = 2, rgbaRed = 3, rgbaGreen = 4, rgbaBlue = 5;
 constexpr int32_t projectionUvMap = 6;
 
 #define PREVIEW_MAY_DIFFER " Vorn preview render and external preview results possibly wont match."
+
+// The image channel glTF reads for an effect, by the host's "rgba" value, with the words the
+// warnings use for the map and the channel.
+const SwizzleRule swizzleRules[] = {
+    {"aoGLTF", 3, "GLTF_AmbientOclussion", "Red"},
+    {"metallicGLTF", 5, "GLTF_Metallic", "Blue"},
+    {"roughnessGLTF", 4, "GLTF_Roughness", "Green"},
+    {"baseColorGLTF", 0, "GLTF_BaseColor", "RGB"},
+    {"dissolve", 2, "Dissolve", "Alpha"},
+};
+
+const SwizzleRule* SwizzleRuleOf(const std::string& effect) {
+    for (const SwizzleRule& rule : swizzleRules)
+        if (effect == rule.effect) return &rule;
+    return nullptr;
+}
 
 // A double as an int for a log line; values an int cannot hold show as 0.
 int LogInt(double value) {
@@ -28,20 +43,23 @@ bool SameImage(const std::shared_ptr<GltfTexture>& a, const std::shared_ptr<Gltf
 
 // Swizzling and channel are judged per image map, but an image map without such a channel keeps
 // the value of the one before it within the material.
-bool GltfSaver::SwizzleCheck(int32_t wanted, const char* notOnText, const char* wrongChannelText,
-                             int32_t& swizzling, int32_t& rgba) {
+void GltfSaver::SwizzleCheck(const SwizzleRule& rule, int32_t& swizzling, int32_t& rgba) {
     CQvUser_Item item;
     GetItem(item);
     const char* name = ItemName();
     name = name ? name : "";
+    std::string mapWords = std::string(rule.label) + " image map %s." PREVIEW_MAY_DIFFER;
     swizzling = ReadEditInt(item.get(), "swizzling", swizzling);
     if (swizzling == 0) {
-        log.LogWarning(notOnText, name);
-        return false;
+        log.LogWarning(("    Swizzling is not turned on for " + mapWords).c_str(), name);
+        return;
     }
     rgba = ReadEditInt(item.get(), "rgba", rgba);
-    if (rgba != wanted) log.LogWarning(wrongChannelText, name);
-    return true;
+    if (rgba != rule.channel)
+        log.LogWarning(("    Swizzling channel must be '" + std::string(rule.channelName) + "' for " +
+                        mapWords)
+                           .c_str(),
+                       name);
 }
 
 // glTF reads metallic and roughness from one image: the first map handled fills the field, and
@@ -66,15 +84,12 @@ void GltfSaver::ApplyEffectTextures(GltfMaterial* m, const EffectLayerMap& effec
         if (!texture) continue;
         const char* name = ItemName();
         name = name ? name : "";
+        if (const SwizzleRule* rule = SwizzleRuleOf(effect)) SwizzleCheck(*rule, swizzling, rgba);
         if (effect == "normalGLTF") {
             m->normalTexture = texture;
         } else if (effect == "emisGLTF") {
             m->emissiveTexture = texture;
         } else if (effect == "aoGLTF") {
-            SwizzleCheck(rgbaRed,
-                         "    Swizzling is not turned on for GLTF_AmbientOclussion image map %s." PREVIEW_MAY_DIFFER,
-                         "    Swizzling channel must be 'Red' for GLTF_AmbientOclussion image map %s." PREVIEW_MAY_DIFFER,
-                         swizzling, rgba);
             if (m->metallicRoughnessTexture && !SameImage(m->metallicRoughnessTexture, texture))
                 log.LogWarning("    GLTF_Metallic, GLTF_Roughness and GLTF_AmbientOclussion image maps in "
                                "one material group should use the same image. GLTF_AmbientOclussion "
@@ -83,28 +98,12 @@ void GltfSaver::ApplyEffectTextures(GltfMaterial* m, const EffectLayerMap& effec
                                name);
             m->occlusionTexture = texture;
         } else if (effect == "metallicGLTF") {
-            SwizzleCheck(rgbaBlue,
-                         "    Swizzling is not turned on for GLTF_Metallic image map %s." PREVIEW_MAY_DIFFER,
-                         "    Swizzling channel must be 'Blue' for GLTF_Metallic image map %s." PREVIEW_MAY_DIFFER,
-                         swizzling, rgba);
             SetMetallicRoughness(m, texture, "GLTF_Metallic", name);
         } else if (effect == "roughnessGLTF") {
-            SwizzleCheck(rgbaGreen,
-                         "    Swizzling is not turned on for GLTF_Roughness image map %s." PREVIEW_MAY_DIFFER,
-                         "    Swizzling channel must be 'Green' for GLTF_Roughness image map %s." PREVIEW_MAY_DIFFER,
-                         swizzling, rgba);
             SetMetallicRoughness(m, texture, "GLTF_Roughness", name);
         } else if (effect == "baseColorGLTF") {
-            SwizzleCheck(rgbaRgb,
-                         "    Swizzling is not turned on for GLTF_BaseColor image map %s." PREVIEW_MAY_DIFFER,
-                         "    Swizzling channel must be 'RGB' for GLTF_BaseColor image map %s." PREVIEW_MAY_DIFFER,
-                         swizzling, rgba);
             m->baseColorTexture = texture;
         } else if (effect == "dissolve") {
-            SwizzleCheck(rgbaAlpha,
-                         "    Swizzling is not turned on for Dissolve image map %s." PREVIEW_MAY_DIFFER,
-                         "    Swizzling channel must be 'Alpha' for Dissolve image map %s." PREVIEW_MAY_DIFFER,
-                         swizzling, rgba);
             if (m->baseColorTexture && !SameImage(m->baseColorTexture, texture))
                 log.LogWarning("    Dissolve and GLTF_BaseColor image maps in one material group must "
                                "use the same image. Dissolve image map :%s." PREVIEW_MAY_DIFFER,

@@ -79,7 +79,7 @@ GltfNode* GltfSaver::BuildNode(CQvUser_Item& item, GltfNode* parentNode) {
 }
 
 // World matrix for a node lifted out of its hierarchy by a selection export, local otherwise.
-bool GltfSaver::ReadNodeMatrix(IQvItem* item, GltfNode* node, GltfNode* parentNode,
+void GltfSaver::ReadNodeMatrix(IQvItem* item, GltfNode* node, GltfNode* parentNode,
                                bool hasHostParent, IQvItem* hostParent) {
     bool keepWorld = exportType != 0 && parentNode == rootNode && hasHostParent;
     const XformAnalysis& analysis = itemXforms.at(item);
@@ -102,5 +102,4 @@ bool GltfSaver::ReadNodeMatrix(IQvItem* item, GltfNode* node, GltfNode* parentNo
         label = "Local";
     }
     log.LogInfo("   Using %s matrix", label);
-    return true;
 }

@@ -143,13 +143,12 @@ private:
     void AttachMaterialsToMeshes();
     void SetMetallicRoughness(GltfMaterial* m, const std::shared_ptr<GltfTexture>& texture,
                               const char* label, const char* mapName);
-    bool SwizzleCheck(int32_t wanted, const char* notOnText, const char* wrongChannelText,
-                      int32_t& swizzling, int32_t& rgba);
+    void SwizzleCheck(const SwizzleRule& rule, int32_t& swizzling, int32_t& rgba);
     int32_t ReadEditInt(IQvItem* item, const char* channel, int32_t fallback);
     double ReadEditDouble(IQvItem* item, const char* channel, double fallback);
     std::string ReadEditString(IQvItem* item, const char* channel);
     bool SkippedWithChildren(IQvItem* item);
-    bool ReadNodeMatrix(IQvItem* item, GltfNode* node, GltfNode* parentNode, bool hasHostParent,
+    void ReadNodeMatrix(IQvItem* item, GltfNode* node, GltfNode* parentNode, bool hasHostParent,
                         IQvItem* hostParent);
     void ClassifyTransformLink(IQvItem* link, uint32_t position, const OwnTransforms& own,
                                XformAnalysis& out);

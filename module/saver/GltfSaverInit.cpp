@@ -4,14 +4,9 @@
 
 #include "document/GltfDocument.h"
 #include "host/CQvGlobals.h"
+#include "host/QvItemQuery.h"
 
 namespace {
-
-QvTypeCode LookupType(IQvSceneService* service, const char* name) {
-    QvTypeCode code = 0;
-    if (!service || QvFailed(service->ItemTypeLookup(name, &code))) return 0;
-    return code;
-}
 
 // The eleven options, in the order they are read.
 struct OptionSpec {
@@ -83,7 +78,7 @@ void GltfSaver::BindSceneObjects() {
     sceneWrap.bind(GetScene());
     sceneItem.clear();
     if (!sceneWrap) return;
-    QvTypeCode sceneType = LookupType(SceneService(), "scene");
+    QvTypeCode sceneType = LookupTypeCode(SceneService(), "scene");
     sceneWrap->ItemByIndex(sceneType, 0, sceneItem.out());
     sceneWrap->GraphLookup("xfrmCore", IQvItemGraph::iid, xfrmCoreGraph.outVoid());
     sceneWrap->GraphLookup("xfrmLocal", IQvItemGraph::iid, xfrmLocalGraph.outVoid());
@@ -125,5 +120,5 @@ void GltfSaver::CacheTypeCodes() {
              {&t.actionclip, "actionclip"}, {&t.group, "group"},
              {&t.unityShader, "unityShader"}, {&t.unrealShader, "unrealShader"},
              {&t.replicator, "replicator"}})
-        *field = LookupType(s, name);
+        *field = LookupTypeCode(s, name);
 }

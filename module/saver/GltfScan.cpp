@@ -10,8 +10,6 @@
 
 namespace {
 
-const Matrix4 identityMatrix = {1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1};
-
 bool Contains(const std::vector<ItemRef>& list, ItemRef item) {
     return std::find(list.begin(), list.end(), item) != list.end();
 }
