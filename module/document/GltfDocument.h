@@ -59,6 +59,13 @@ constexpr uint32_t kGltfUnsignedShort = 5123;
 constexpr uint32_t kGltfUnsignedInt = 5125;
 constexpr uint32_t kGltfFloat = 5126;
 
+// Which files Write produces (GltfDocument::outputKind). Any value but kGltfOutputGlb writes
+// the .gltf pair.
+enum GltfOutputKind : uint32_t {
+    kGltfOutputGlb = 0,  // one .glb at the host's path
+    kGltfOutputGltf = 1, // a .gltf, a .bin beside it, and copies of the images
+};
+
 // A 4x4 transform, rows of four, translation in elements 12 to 14 (row-vector convention). Its
 // storage order is exactly glTF's column-major "matrix".
 using GltfMatrix = std::array<double, 16>;
@@ -165,7 +172,7 @@ struct GltfNode {
 
     void AddChild(GltfNode* child);
     void SetMesh(GltfMesh* newMesh);
-    void SetCamera(GltfCamera* newCamera); // takes ownership
+    void SetCamera(std::unique_ptr<GltfCamera> newCamera);
     GltfNode* Parent() const { return parent; }
     std::string Name() const { return name; }
     // Fills rotation, translation and scale from matrix. The 3x3 part is turned into a
@@ -299,7 +306,7 @@ public:
     GltfDocument& operator=(const GltfDocument&) = delete;
 
     // -- Settings: set by the saver right after construction.
-    uint32_t outputKind = 0;              // 1: .gltf with .bin; 0: one .glb
+    uint32_t outputKind = kGltfOutputGlb; // see GltfOutputKind
     uint32_t useUint32Indices = 1;        // 0: indices as unsigned 16-bit
     uint32_t skinnedMeshInWorldSpace = 1; // only 1 counts
     GltfLogMsg* log = nullptr;            // the saver's; messages of the mesh and image writers
@@ -320,8 +327,8 @@ public:
 
     // -- Phase 2, Write: the driver and its steps.
     // Builds the JSON and writes the files; false when an output file could not be written
-    // whole, or when a .gltf path leaves no room for the image directory (no file is touched
-    // then). Throws nothing of its own.
+    // whole. Throws std::out_of_range when a .gltf path leaves no room for the image directory
+    // (see ImageDirectoryFor); the saver's catch-all turns that into a failed save.
     bool Write(const std::string& path);
     void BeginJson(const std::string& bufferUri); // root, "asset", arrays, material 0, buffer 0
     void WriteScenes();                           // node trees, then each scene's object

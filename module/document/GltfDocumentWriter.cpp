@@ -12,14 +12,14 @@ GltfDocument::~GltfDocument() = default;
 // first, each node's mesh (and what it uses) and camera before the node itself.
 bool GltfDocument::Write(const std::string& path) {
     // Only a .gltf names its buffer: a .glb carries the binary data in its own BIN chunk.
-    BeginJson(outputKind != 0 ? BinUriFor(path) : std::string());
+    BeginJson(outputKind != kGltfOutputGlb ? BinUriFor(path) : std::string());
     // Every node tree, so that all node indices are known afterwards.
     WriteScenes();
     // The arrays go into the root last, in the order the format fixes.
     FinishJson();
     // Bytes to files: the .gltf keeps the host's name but its extension, the .glb takes it as is.
     const bool written =
-        outputKind != 0 ? WriteGltfFiles(path, json->root) : WriteGlbFile(path, json->root);
+        outputKind != kGltfOutputGlb ? WriteGltfFiles(path, json->root) : WriteGlbFile(path, json->root);
     // The JSON and the binary blocks have served; the records stay until Reset.
     json.reset();
     chunks.clear();

@@ -8,7 +8,6 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
-#include <optional>
 #include <string>
 
 class GltfOutputStream {
@@ -60,6 +59,5 @@ std::string BinUriFor(const std::string& hostPath);
 // The directory that receives the image copies: the .gltf path cut just behind the position of
 // the last backslash of the host's path (the separator stays; empty when there is none). The
 // two paths differ when the last "." stands in a directory name; when the cut would fall past
-// the end of the .gltf path there is no directory to give, and the result is empty.
-std::optional<std::string> ImageDirectoryFor(const std::string& hostPath,
-                                             const std::string& gltfPath);
+// the end of the .gltf path it throws std::out_of_range("invalid string position").
+std::string ImageDirectoryFor(const std::string& hostPath, const std::string& gltfPath);

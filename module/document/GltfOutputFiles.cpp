@@ -9,6 +9,7 @@
 #include "document/HostPath.h"
 
 #include <cstring>
+#include <stdexcept>
 
 // ---- Streams -----------------------------------------------------------------------------------
 
@@ -69,11 +70,12 @@ std::string BinUriFor(const std::string& hostPath) {
     return BaseNameOf(CutAtLastDot(hostPath) + ".bin");
 }
 
-std::optional<std::string> ImageDirectoryFor(const std::string& hostPath,
-                                             const std::string& gltfPath) {
+std::string ImageDirectoryFor(const std::string& hostPath, const std::string& gltfPath) {
     const std::size_t separator = hostPath.rfind('\\');
     if (separator == std::string::npos) return std::string();
-    if (separator + 1 > gltfPath.size()) return std::nullopt;
+    // Deliberately unguarded: a position past the end of the .gltf path throws, and the save
+    // ends in the saver's catch-all with the .gltf written and the .bin left empty.
+    if (separator + 1 > gltfPath.size()) throw std::out_of_range("invalid string position");
     return gltfPath.substr(0, separator + 1);
 }
 
@@ -87,12 +89,10 @@ std::string gltfjson::serializeJson(const Value& root) {
 }
 
 // The .gltf takes the host's name with its extension replaced, whatever that extension was.
-// When the image directory cannot be formed, no file is touched and the write fails.
+// Both files are open before the image directory is formed, so a path that leaves no room for
+// the directory throws with the .gltf written and the .bin empty.
 bool GltfDocument::WriteGltfFiles(const std::string& path, const GltfJsonValue& root) const {
     const std::string stem = CutAtLastDot(path);
-    const std::optional<std::string> directory = ImageDirectoryFor(path, stem + ".gltf");
-    if (!directory) return false;
-
     GltfFileStream gltfFile(stem + ".gltf");
     if (!gltfFile.IsOpen()) return false;
     gltfFile.Write(gltfjson::serializeJson(root));
@@ -101,7 +101,8 @@ bool GltfDocument::WriteGltfFiles(const std::string& path, const GltfJsonValue& 
     // Written also when empty: the buffer's "uri" names it.
     GltfFileStream binFile(stem + ".bin");
     if (!binFile.IsOpen()) return false;
-    WriteChunks(binFile, true, *directory);
+    const std::string directory = ImageDirectoryFor(path, stem + ".gltf");
+    WriteChunks(binFile, true, directory);
     return binFile.Close();
 }
 

@@ -17,9 +17,9 @@ void GltfNode::SetMesh(GltfMesh* newMesh) {
     newMesh->node = this;
 }
 
-void GltfNode::SetCamera(GltfCamera* newCamera) {
-    camera.reset(newCamera);
-    newCamera->node = this;
+void GltfNode::SetCamera(std::unique_ptr<GltfCamera> newCamera) {
+    camera = std::move(newCamera);
+    camera->node = this;
 }
 
 namespace {

@@ -182,17 +182,18 @@ bool CQvSceneSaver::SetItem(IQvItem* item) {
             !source)
             return false;
         if (ItemIsA(source.get(), s.triSurfType)) return true;
-        return BindMeshFromChannel(source.get()) && BindMeshAccessors();
+        // Deliberately quiet: a source without a mesh ends a scan here but fails no save.
+        return BindMeshFromChannel(source.get(), false) && BindMeshAccessors();
     }
-    if (ItemIsA(item, s.meshType)) return BindMeshFromChannel(item) && BindMeshAccessors();
+    if (ItemIsA(item, s.meshType)) return BindMeshFromChannel(item, true) && BindMeshAccessors();
     return true;
 }
 
-bool CQvSceneSaver::BindMeshFromChannel(IQvItem* item) {
+bool CQvSceneSaver::BindMeshFromChannel(IQvItem* item, bool noteMissingChannel) {
     SceneSaverState& s = *state;
     int32_t channel = -1;
     if (QvFailed(item->ChannelLookup("mesh", &channel)) || channel < 0) {
-        s.lastError = qvFailed;
+        if (noteMissingChannel) s.lastError = qvFailed;
         return false;
     }
     CQvUser_<IQvUnknown> value;

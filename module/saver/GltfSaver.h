@@ -11,6 +11,7 @@
 #pragma once
 
 #include "animation/GltfAnimation.h"
+#include "document/GltfDocument.h"
 #include "document/InsertionOrderedMap.h"
 #include "geometry/GltfGeometry.h"
 #include "material/GltfMaterials.h"
@@ -26,7 +27,6 @@
 #include <string>
 #include <vector>
 
-class GltfDocument;
 class GltfScene;
 class GltfNode;
 class GltfMesh;
@@ -59,10 +59,93 @@ struct ItemTypeCodes {
     QvTypeCode replicator = 0;
 };
 
-class GltfSaver : public CQvSceneSaver, public CQvFileFormat {
+// What a save exports, the values of the user value "sceneio.gltf.save.exportType". Any other
+// value collects no root and writes a document without nodes.
+namespace ExportScope {
+constexpr int32_t WholeScene = 0;          // every locator without a parent, with its children
+constexpr int32_t SelectedItems = 1;       // each selected item alone (the default)
+constexpr int32_t SelectedHierarchies = 2; // selected items with their children and skeletons
+} // namespace ExportScope
+
+// Which animation a save samples, the values of "sceneio.gltf.save.exportActionType". Any other
+// value exports no animation.
+namespace ActionExport {
+constexpr int32_t SceneAsItPlays = 0;
+constexpr int32_t EveryActorAction = 1;
+constexpr int32_t ActiveActorAction = 2;
+} // namespace ActionExport
+
+// The only option value that turns on the steps tested for equality (the skin step gated by
+// `morphMaps`, the doubled sampling rate): 0, -1 and every other value leave them off.
+constexpr int32_t optionOn = 1;
+
+// Everything one save gathers and reads, from Open to Close: the options, the host objects the
+// run reads through, the scan's lists and maps, the document and the mesh being built. Close
+// replaces it whole with a fresh one, so no save can leave anything behind for the next. Fields
+// marked "gathered, not read yet" are filled for steps still to come (skins, animation).
+struct GltfSaveState {
+    // ---- Scan results and work maps ----
+    std::vector<ItemRef> rootItems;
+    InsertionOrderedMap<ItemRef, GltfNode*> itemNodes; // gathered, not read yet
+    InsertionOrderedMap<ItemRef, GltfMesh*> meshNodes;
+    std::vector<ItemRef> deformGroups;
+    InsertionOrderedMap<std::string, Matrix4> locatorWorldByName; // gathered, not read yet
+    std::deque<NodeWorkEntry> nodeStack;
+    InsertionOrderedMap<std::string, bool> usedMaterialNames;
+    InsertionOrderedMap<std::string, ItemRef> enabledMasks;
+    InsertionOrderedMap<GltfMesh*, std::vector<std::string>> meshMaterialNames;
+    InsertionOrderedMap<std::string, GltfMaterial*> materialsByTag;
+    InsertionOrderedMap<std::string, std::shared_ptr<GltfTexture>> texturesByLayer;
+    InsertionOrderedMap<ItemRef, XformAnalysis> itemXforms;
+    std::vector<ItemRef> ikRoots;
+    std::set<ItemRef> ikItems; // gathered, not read yet; membership only, never walked for output
+    CQvUser_Item actorGroup;
+    std::vector<ItemRef> actorItems;   // gathered, not read yet
+    std::vector<ItemRef> actorActions; // gathered, not read yet
+    uint32_t actorChannelCount = 0;
+
+    bool initialized = false; // InitSaver has run since Open
+    std::string outputPath;   // the path given to Open; the document writes to it
+    MeshWork meshWork;        // the mesh being built; empty between meshes
+
+    // ---- Host objects the run reads through ----
+    CQvUser_Scene sceneWrap;
+    CQvUser_Item sceneItem;
+    CQvUser_ItemGraph xfrmCoreGraph;
+    CQvUser_ItemGraph xfrmLocalGraph; // gathered, not read yet
+    CQvUser_ItemGraph targetsGraph;   // gathered, not read yet
+    CQvUser_ChannelGraph chanLinksGraph;
+    CQvUser_ChannelRead setupChannels, editChannels, evalChannels, baseChannels;
+
+    std::unique_ptr<GltfDocument> document; // created by InitSaver, freed after the write
+    GltfScene* rootNode = nullptr;          // the document's one scene
+
+    double timeStart = 0.0, timeEnd = 0.0, sampleRate = 0.0; // gathered, not read yet
+
+    // ---- Options, and between them the format flag ----
+    int32_t exportType = ExportScope::SelectedItems;
+    int32_t outputKind = kGltfOutputGlb; // set by SavePass at the top of every pass
+    int32_t geometry = 1, materials = 1, cameras = 1, animation = 1, morphMaps = 1;
+    int32_t skinnedMeshInWS = 1, tangentsBitangents = 0, indicesExport = 0;
+    int32_t sampleAnimFpsMultiplier = 0, exportActionType = ActionExport::SceneAsItPlays;
+
+    ItemTypeCodes types;
+
+    // ---- Channel indices, -1 until found ----
+    int32_t chanWposMatrix = -1, chanWrotMatrix = -1, chanWsclMatrix = -1;
+    int32_t chanWorldMatrix = -1, chanLocalMatrix = -1, chanParentMatrix = -1;
+    int32_t chanX = -1, chanY = -1, chanZ = -1; // gathered, not read yet
+    int32_t chanMorphEnable = -1;               // gathered, never read
+};
+
+// The saver is its save state plus the steps of a save. The state is a base rather than a
+// member so that every step reads its fields by their plain names.
+class GltfSaver : public CQvSceneSaver, public CQvFileFormat, public GltfSaveState {
 public:
     GltfSaver();
     ~GltfSaver() override;
+    GltfSaver(const GltfSaver&) = delete;
+    GltfSaver& operator=(const GltfSaver&) = delete;
 
     // ---- CQvSceneSaver face ----
     CQvFileFormat* GetFormat() override { return this; }
@@ -76,6 +159,7 @@ public:
 
     // ---- Run sequence ----
     int InitSaver();
+    void CreateDocument();
     QvResult RunSaver();
     void ReportCounts();
 
@@ -127,6 +211,7 @@ public:
     void ReadHostMaterial(GltfMaterial* material, IQvItem* item);
 
     // ---- Later steps of RunSaver ----
+    void CreateAllDeformers(); // CreateDeformers for every entry of meshNodes, in order
     void CreateDeformers(GltfMesh* mesh, CQvUser_Item& item);
     int CreateAnimations();
     void ReadRenderResolution();
@@ -134,6 +219,8 @@ public:
 protected:
     // Runs one pass with `outputKind` already set by the concrete class.
     QvResult RunPass();
+    // Replaces the save state with a fresh one: the one place where a save's state ends.
+    void ResetSaveState();
 
 private:
     struct ShaderWalk;
@@ -148,6 +235,7 @@ private:
     double ReadEditDouble(IQvItem* item, const char* channel, double fallback);
     std::string ReadEditString(IQvItem* item, const char* channel);
     bool SkippedWithChildren(IQvItem* item);
+    bool FollowsChildren() const;
     void ReadNodeMatrix(IQvItem* item, GltfNode* node, GltfNode* parentNode, bool hasHostParent,
                         IQvItem* hostParent);
     void ClassifyTransformLink(IQvItem* link, uint32_t position, const OwnTransforms& own,
@@ -161,58 +249,8 @@ private:
     void RecordMaterialNames(GltfMesh* mesh);
 
 public:
-    // ---- Work containers, from InitSaver to Close ----
-    std::vector<ItemRef> rootItems;
-    InsertionOrderedMap<ItemRef, GltfNode*> itemNodes;
-    InsertionOrderedMap<ItemRef, GltfMesh*> meshNodes;
-    std::vector<ItemRef> deformGroups;
-    InsertionOrderedMap<std::string, Matrix4> locatorWorldByName;
-    std::deque<NodeWorkEntry> nodeStack;
-    InsertionOrderedMap<std::string, bool> usedMaterialNames;
-    InsertionOrderedMap<std::string, ItemRef> enabledMasks;
-    InsertionOrderedMap<ItemRef, XformAnalysis> itemXforms;
-    InsertionOrderedMap<std::string, GltfMaterial*> materialsByTag;
-    InsertionOrderedMap<std::string, std::shared_ptr<GltfTexture>> texturesByLayer;
-    std::vector<ItemRef> ikRoots;
-    std::set<ItemRef> ikItems; // membership only; never walked for output
-    CQvUser_Item actorGroup;
-    std::vector<ItemRef> actorItems;
-    std::vector<ItemRef> actorActions;
-    uint32_t actorChannelCount = 0;
-
-    bool initialized = false;
-    std::string outputPath;
-    GltfLogMsg log;
-    MeshWork meshWork;
-    InsertionOrderedMap<GltfMesh*, std::vector<std::string>> meshMaterialNames;
-
-    // ---- Host objects ----
-    CQvUser_Scene sceneWrap;
-    CQvUser_Item sceneItem;
-    CQvUser_DeformerService deformerService;
-    CQvUser_ItemGraph xfrmCoreGraph, xfrmLocalGraph, targetsGraph;
-    CQvUser_ChannelGraph chanLinksGraph;
-    CQvUser_ChannelRead setupChannels, editChannels, evalChannels, baseChannels;
-
-    GltfDocument* document = nullptr;
-    GltfScene* rootNode = nullptr;
-
-    double timeStart = 0.0, timeEnd = 0.0, sampleRate = 0.0;
-
-    // ---- Options, and between them the format flag ----
-    int32_t exportType = 1;
-    int32_t outputKind = 0;
-    int32_t geometry = 1, materials = 1, cameras = 1, animation = 1, morphMaps = 1;
-    int32_t skinnedMeshInWS = 1, tangentsBitangents = 0, indicesExport = 0;
-    int32_t sampleAnimFpsMultiplier = 0, exportActionType = 0;
-
-    ItemTypeCodes types;
-
-    // ---- Channel indices, -1 until found ----
-    int32_t chanWposMatrix = -1, chanWrotMatrix = -1, chanWsclMatrix = -1;
-    int32_t chanWorldMatrix = -1, chanLocalMatrix = -1, chanParentMatrix = -1;
-    int32_t chanX = -1, chanY = -1, chanZ = -1;
-    int32_t chanMorphEnable = -1;
+    GltfLogMsg log; // lives with the saver: every pass resets its counts
+    CQvUser_DeformerService deformerService; // found once, when the saver is made
 };
 
 class GltfSaverGLTF : public GltfSaver {

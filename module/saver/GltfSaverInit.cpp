@@ -16,7 +16,7 @@ struct OptionSpec {
 };
 
 const OptionSpec optionSpecs[] = {
-    {"sceneio.gltf.save.exportType", 1, &GltfSaver::exportType},
+    {"sceneio.gltf.save.exportType", ExportScope::SelectedItems, &GltfSaver::exportType},
     {"sceneio.gltf.save.geometry", 1, &GltfSaver::geometry},
     {"sceneio.gltf.save.materials", 1, &GltfSaver::materials},
     {"sceneio.gltf.save.cameras", 1, &GltfSaver::cameras},
@@ -26,28 +26,19 @@ const OptionSpec optionSpecs[] = {
     {"sceneio.gltf.save.tangentsBitangents", 0, &GltfSaver::tangentsBitangents},
     {"sceneio.gltf.save.indicesExport", 0, &GltfSaver::indicesExport},
     {"sceneio.gltf.save.sampleAnimFpsMultiplier", 0, &GltfSaver::sampleAnimFpsMultiplier},
-    {"sceneio.gltf.save.exportActionType", 0, &GltfSaver::exportActionType},
+    {"sceneio.gltf.save.exportActionType", ActionExport::SceneAsItPlays, &GltfSaver::exportActionType},
 };
 
 } // namespace
 
+// Deliberate: always 0, and no caller looks at it.
 int GltfSaver::InitSaver() {
     initialized = true;
     log.EnsureSubsystem();
     log.LogHeader("glTf v2 :: InitSaver()");
     ReadOptions();
 
-    // A document left behind by a pass that failed is freed here rather than leaked.
-    if (document) {
-        document->Reset();
-        delete document;
-    }
-    document = new GltfDocument();
-    document->outputKind = uint32_t(outputKind);
-    document->skinnedMeshInWorldSpace = uint32_t(skinnedMeshInWS);
-    document->useUint32Indices = uint32_t(indicesExport);
-    document->log = &log;
-    rootNode = document->CreateScene();
+    CreateDocument();
 
     BindSceneObjects();
     CacheTypeCodes();
@@ -55,6 +46,16 @@ int GltfSaver::InitSaver() {
     CollectRootItems();
     LogRootItems();
     return 0;
+}
+
+// The document takes the format flag and the two options it serves, and has the one scene.
+void GltfSaver::CreateDocument() {
+    document = std::make_unique<GltfDocument>();
+    document->outputKind = uint32_t(outputKind);
+    document->skinnedMeshInWorldSpace = uint32_t(skinnedMeshInWS);
+    document->useUint32Indices = uint32_t(indicesExport);
+    document->log = &log;
+    rootNode = document->CreateScene();
 }
 
 // Missing gives the default; a value that exists but cannot be read as an integer gives -1.

@@ -61,7 +61,8 @@ void GltfSaver::FindChannelIndices() {
 void GltfSaver::CollectRootItems() {
     // In the selection modes a selected mesh depends on masks and deform groups that need not
     // be selected themselves.
-    if (geometry != 0 && (exportType == 1 || exportType == 2)) {
+    if (geometry != 0 &&
+        (exportType == ExportScope::SelectedItems || exportType == ExportScope::SelectedHierarchies)) {
         if (materials != 0 && usedMaterialNames.empty()) {
             ScanStart("mask");
             while (ScanNext()) ScanCurrentItem();
@@ -72,9 +73,9 @@ void GltfSaver::CollectRootItems() {
         }
     }
     switch (exportType) {
-    case 0: CollectWholeScene(); break;
-    case 1: CollectSelectedItems(); break;
-    case 2: CollectSelectedHierarchies(); break;
+    case ExportScope::WholeScene: CollectWholeScene(); break;
+    case ExportScope::SelectedItems: CollectSelectedItems(); break;
+    case ExportScope::SelectedHierarchies: CollectSelectedHierarchies(); break;
     default: break; // any other value exports nothing
     }
 }
@@ -131,7 +132,10 @@ void GltfSaver::CollectSelectedHierarchies() {
             bool parentSelected = std::any_of(selected.begin(), selected.end(), [&](auto& other) {
                 return ItemIdentOf(other.get()) == parentIdent;
             });
-            if (!parentSelected && !Contains(rootItems, item.get())) rootItems.push_back(item.get());
+            // The test is on the parent only: a parent that became a root earlier in this loop
+            // keeps its child out, and an item already among the roots is appended again
+            // (deliberate: such an item is logged, counted and built twice).
+            if (!parentSelected && !Contains(rootItems, parent.get())) rootItems.push_back(item.get());
         } else {
             rootItems.push_back(item.get());
         }

@@ -50,7 +50,7 @@ TEST(GltfNodes, TreeIsNumberedDepthFirstWithChildrenLast) {
     s.Add("E", s.scene);
     s.scene->CreateNode("never attached");
     s.AddMesh(a);
-    a->SetCamera(new GltfCamera("cam"));
+    a->SetCamera(std::make_unique<GltfCamera>("cam"));
 
     const std::string text = BuildJsonText(s.document);
     EXPECT_TRUE(Contains(text, R"("scenes":[{"nodes":[0,4]}])")) << text;

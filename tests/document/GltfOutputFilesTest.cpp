@@ -135,7 +135,7 @@ TEST(GltfOutputFiles, SameDocumentGivesTheSameBytes) {
         for (const char* name : {"b", "a", "c"}) {
             GltfNode* node = scene->CreateNode(name);
             node->matrix[12] = 0.25;
-            node->SetCamera(new GltfCamera(std::string(name) + "Camera"));
+            node->SetCamera(std::make_unique<GltfCamera>(std::string(name) + "Camera"));
             scene->AddChild(node);
         }
         GltfMesh* mesh = scene->CreateMesh();

@@ -69,7 +69,7 @@ TEST(GltfRecords, ResetFreesSharedTexturesOnceAndLinksAreSet) {
     GltfNode* node = scene->CreateNode("n");
     GltfMesh* mesh = scene->CreateMesh();
     node->SetMesh(mesh);
-    node->SetCamera(new GltfCamera("c"));
+    node->SetCamera(std::make_unique<GltfCamera>("c"));
     EXPECT_EQ(mesh->node, node);
     EXPECT_EQ(node->camera->node, node);
 
