@@ -204,10 +204,16 @@ struct GltfTexture {
     double repeatV = 1.0;
 };
 
+// GltfMaterial::unlit holds the glTF layer's "shadeModel" as it stands. Only kGltfShadeUnlit
+// makes the material unlit; any value but kGltfShadeLit drops every texture but the base
+// colour (deliberate: an unknown shading model exports as plain colour).
+constexpr int32_t kGltfShadeLit = 0;
+constexpr int32_t kGltfShadeUnlit = 1;
+
 struct GltfMaterial {
     explicit GltfMaterial(std::string materialName) : name(std::move(materialName)) {}
     std::string name;
-    int32_t unlit = 0; // 1: unlit; any non-zero value drops the textures but the base colour
+    int32_t unlit = kGltfShadeLit;
     GltfVec4 baseColorFactor = {1, 1, 1, 1};
     // Textures are shared: one record can stand in several fields and materials.
     std::shared_ptr<GltfTexture> baseColorTexture;

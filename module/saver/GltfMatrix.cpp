@@ -11,7 +11,8 @@ void Invert(Matrix4& m) {
     inv[12] = -m[4] * m[9] * m[14] + m[4] * m[10] * m[13] + m[8] * m[5] * m[14] -
               m[8] * m[6] * m[13] - m[12] * m[5] * m[10] + m[12] * m[6] * m[9];
     double det = m[0] * inv[0] + m[1] * inv[4] + m[2] * inv[8] + m[3] * inv[12];
-    // Only an exact zero is singular: a parent scaled to nothing passes its own matrix on.
+    // Deliberate: only an exact zero is singular, and a parent scaled to nothing passes its own
+    // matrix on.
     if (det == 0.0) return;
     inv[1] = -m[1] * m[10] * m[15] + m[1] * m[11] * m[14] + m[9] * m[2] * m[15] -
              m[9] * m[3] * m[14] - m[13] * m[2] * m[11] + m[13] * m[3] * m[10];

