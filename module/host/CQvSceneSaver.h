@@ -70,5 +70,5 @@ private:
     bool BindMeshAccessors();
     bool BindMeshFromChannel(IQvItem* item);
 
-    SceneSaverState* state = nullptr;
+    std::unique_ptr<SceneSaverState> state;
 };
