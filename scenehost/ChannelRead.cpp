@@ -10,17 +10,17 @@ ChannelRead::ChannelRead(Scene& scene, Mode mode, std::string action, double tim
     switch (mode_) {
     case Mode::Action:
         chain_.push_back(action_);
-        if (action_ != kSetup) chain_.push_back(kSetup);
+        if (action_ != qvActionSetup) chain_.push_back(qvActionSetup);
         break;
     case Mode::Base:
-        chain_ = {kEdit, kSetup};
+        chain_ = {qvActionEdit, qvActionSetup};
         break;
     case Mode::Evaluated:
         // The clip met last in the scene lies on top.
         for (const Item* clip : scene_.ActiveClips())
             chain_.insert(chain_.begin(), clip->Ident());
-        chain_.push_back(kEdit);
-        chain_.push_back(kSetup);
+        chain_.push_back(qvActionEdit);
+        chain_.push_back(qvActionSetup);
         break;
     }
 }

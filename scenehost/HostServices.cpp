@@ -40,7 +40,7 @@ QvResult SceneService::ItemTypeSuper(QvTypeCode code, QvTypeCode* super) {
 QvResult SceneService::InstanceSource(IQvItem* instance, IQvItem** source) {
     Item* item = ImplFrom<Item>(instance);
     if (!item || !source) return qvFailed;
-    const std::vector<Item*>& links = item->Links(kSource);
+    const std::vector<Item*>& links = item->Links(qvGraphSource);
     if (links.empty()) return qvNotFound;
     return AnswerWith<IQvItem>(links.front(), reinterpret_cast<void**>(source));
 }
@@ -57,7 +57,7 @@ namespace {
 
 std::vector<Item*> GroupMeshes(const Item& group) {
     std::vector<Item*> meshes;
-    for (Item* linked : group.Links(kDeformers))
+    for (Item* linked : group.Links(qvGraphDeformers))
         if (linked->IsA("mesh")) meshes.push_back(linked);
     return meshes;
 }
@@ -126,7 +126,7 @@ private:
         std::vector<const MeshMap*>& maps = maps_[meshIndex];
         if (maps.empty() && !joints_.empty())
             for (const std::string& name : mapNames_)
-                maps.push_back(name.empty() ? nullptr : mesh.FindMap(kMapWeight, name));
+                maps.push_back(name.empty() ? nullptr : mesh.FindMap(qvMapWeight, name));
         return maps;
     }
 

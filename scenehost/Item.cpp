@@ -36,13 +36,14 @@ Item::Item(Scene& scene, const TypeDef& type, std::string ident, std::string nam
     // evaluated, an action clip) finds them unless a value of its own stands in front.
     if (IsA("mesh")) {
         mesh_ = std::make_unique<MeshObject>(scene.Observed());
-        values_[kSetup].insert_or_assign(
-            ChannelIndex("mesh"), ChannelValue::OwnedByItem(static_cast<IQvMesh*>(mesh_.get())));
+        values_[qvActionSetup].insert_or_assign(
+            ChannelIndex(qvChanMesh),
+            ChannelValue::OwnedByItem(static_cast<IQvMesh*>(mesh_.get())));
     }
     if (IsA("triSurf")) {
         surface_ = std::make_unique<SurfaceObject>(scene.Observed());
-        values_[kSetup].insert_or_assign(
-            ChannelIndex("surf"),
+        values_[qvActionSetup].insert_or_assign(
+            ChannelIndex(qvChanSurf),
             ChannelValue::OwnedByItem(static_cast<IQvTriangleGroup*>(surface_.get())));
     }
 }
@@ -121,7 +122,7 @@ const ChannelValue* Item::Stored(const std::string& action, uint32_t channel) co
 }
 
 const ChannelValue& Item::SetupValue(uint32_t channel) const {
-    const ChannelValue* stored = Stored(kSetup, channel);
+    const ChannelValue* stored = Stored(qvActionSetup, channel);
     return stored ? *stored : type_->channels[channel].defaultValue;
 }
 
@@ -184,7 +185,7 @@ Item& Item::OwnTransform(QvTransformKind kind) {
     if (Item* own = ownTransforms_[kind]) return *own;
     // The new item goes before the first own item that belongs further down, so the stack
     // reads translation, rotation, scale whatever order the calls came in.
-    const std::vector<Item*>& stack = Links(kXfrmCore);
+    const std::vector<Item*>& stack = Links(qvGraphXfrmCore);
     size_t position = stack.size();
     for (size_t i = 0; i < stack.size() && position == stack.size(); ++i)
         for (int k = 0; k < 3; ++k)
@@ -202,32 +203,32 @@ Item& Item::AddTransform(const std::string& type, const std::string& name, int p
     if (!scene_.Types().Derives(def->code, "transform"))
         throw std::invalid_argument("a transform stack takes transform items, not '" + type + "'");
     Item& t = scene_.AddItem(type, name);
-    size_t size = Links(kXfrmCore).size();
+    size_t size = Links(qvGraphXfrmCore).size();
     size_t at =
         position < 0 || static_cast<size_t>(position) > size ? size : static_cast<size_t>(position);
     // Both directions: the locator lists its stack, and a transform item's first forward link
     // is the locator that owns it.
-    InsertLink(kXfrmCore, t, at);
-    t.AddLink(kXfrmCore, *this);
+    InsertLink(qvGraphXfrmCore, t, at);
+    t.AddLink(qvGraphXfrmCore, *this);
     return t;
 }
 
 Item& Item::Position(double x, double y, double z) {
-    OwnTransform(qvXfrmTranslation).Set("pos.X", x).Set("pos.Y", y).Set("pos.Z", z);
+    OwnTransform(qvXfrmTranslation).Set(qvChanPosX, x).Set(qvChanPosY, y).Set(qvChanPosZ, z);
     return *this;
 }
 
 Item& Item::Rotation(double xDeg, double yDeg, double zDeg, int32_t order) {
     OwnTransform(qvXfrmRotation)
-        .Set("rot.X", xDeg * kDegrees)
-        .Set("rot.Y", yDeg * kDegrees)
-        .Set("rot.Z", zDeg * kDegrees)
+        .Set(qvChanRotX, xDeg * kDegrees)
+        .Set(qvChanRotY, yDeg * kDegrees)
+        .Set(qvChanRotZ, zDeg * kDegrees)
         .Set("order", order);
     return *this;
 }
 
 Item& Item::Scale(double x, double y, double z) {
-    OwnTransform(qvXfrmScale).Set("scl.X", x).Set("scl.Y", y).Set("scl.Z", z);
+    OwnTransform(qvXfrmScale).Set(qvChanSclX, x).Set(qvChanSclY, y).Set(qvChanSclZ, z);
     return *this;
 }
 
@@ -252,11 +253,11 @@ Item& Item::SetTextureLocator(Item& locator) {
     if (Item* placed = TextureLocator())
         throw std::invalid_argument("'" + name_ + "' has a texture locator already, '" +
                                     placed->Name() + "'");
-    return Link(kShadeLoc, locator);
+    return Link(qvGraphShadeLoc, locator);
 }
 
 Item* Item::TextureLocator() const {
-    for (Item* linked : Links(kShadeLoc))
+    for (Item* linked : Links(qvGraphShadeLoc))
         if (linked->IsA("txtrLocator")) return linked;
     return nullptr;
 }

@@ -33,21 +33,12 @@ class MeshData;
 class MeshObject;
 class SurfaceObject;
 
-// Action names: the base values of the scene and the user's edits on top of them. An action
-// clip's values are kept under the clip item's ident.
-inline const std::string kSetup = "setup";
-inline const std::string kEdit = "edit";
-
-// Item graphs that every scene has (a scene may remove one to show a host without it).
-inline const std::string kXfrmCore = "xfrmCore"; // locator <-> its transform items, stack order
-inline const std::string kXfrmLocal = "xfrmLocal";
-inline const std::string kTargets = "targets";
-inline const std::string kCurrentGroups = "currentGroups"; // scene item -> its current groups
-inline const std::string kShadeLoc = "shadeLoc";           // texture layer -> texture locator
-inline const std::string kDeformers = "deformers"; // deform group -> meshes; mesh -> deformers
-inline const std::string kParticle = "particle";
-inline const std::string kSource = "source";       // instance -> what it stands for
-inline const std::string kChanLinks = "chanLinks"; // the channel graph
+// Actions (qvActionSetup, qvActionEdit; a clip's values go under its ident) and item graphs
+// (qvGraphXfrmCore, ...) are the SDK's. Every scene has each item graph, though a scene may
+// remove one to show a host without it. These older names remain only for tests written against
+// them, and go once those use the SDK's.
+constexpr const char* kEdit = qvActionEdit;
+constexpr const char* kShadeLoc = qvGraphShadeLoc;
 
 struct ChannelDriver {
     Item* item;
@@ -63,14 +54,16 @@ public:
     ~Item() override;
 
     // ---- Builder: channel values (default action "setup") ----
-    Item& Set(const std::string& channel, double value, const std::string& action = kSetup);
-    Item& Set(const std::string& channel, int value, const std::string& action = kSetup);
-    Item& Set(const std::string& channel, const char* value, const std::string& action = kSetup);
+    Item& Set(const std::string& channel, double value,
+              const std::string& action = qvActionSetup);
+    Item& Set(const std::string& channel, int value, const std::string& action = qvActionSetup);
+    Item& Set(const std::string& channel, const char* value,
+              const std::string& action = qvActionSetup);
     Item& Set(const std::string& channel, const std::string& value,
-              const std::string& action = kSetup);
+              const std::string& action = qvActionSetup);
     // An object channel's value ("mesh", "surf"); the item takes a reference.
     Item& SetObject(const std::string& channel, IQvUnknown* object,
-                    const std::string& action = kSetup);
+                    const std::string& action = qvActionSetup);
 
     // ---- Builder: tags, packages, links ----
     Item& Tag(const std::string& fourCC, const std::string& value); // four characters, e.g. "GTYP"
@@ -97,8 +90,8 @@ public:
     // path, so a relative one is taken from the working folder; the texture face hands it out
     // in host form (HostPath.h). An empty path is refused: a layer without an image has none.
     Item& SetImage(const std::string& path);
-    // Texture layers: the texture locator that places the layer, linked in "shadeLoc". A layer
-    // has one; a second call is refused (Link makes stranger graphs, if a test needs them).
+    // Texture layers: the texture locator that places the layer, linked in qvGraphShadeLoc. A
+    // layer has one; a second call is refused (Link makes stranger graphs, if a test needs them).
     Item& SetTextureLocator(Item& locator);
     Item& AddMember(Item& member); // groups
     Item& AddChannelMember(Item& member, const std::string& channel);
@@ -131,7 +124,7 @@ public:
     Item* FindOwnTransform(QvTransformKind kind) const { return ownTransforms_[kind]; }
     const Matrix* ExplicitWorld() const { return explicitWorld_ ? &*explicitWorld_ : nullptr; }
     const std::string& Image() const { return image_; }
-    // The layer's texture locator: its first "shadeLoc" link to a txtrLocator, or null.
+    // The layer's texture locator: its first qvGraphShadeLoc link to a txtrLocator, or null.
     Item* TextureLocator() const;
     const std::vector<Item*>& Members() const { return members_; }
     const std::vector<ChannelDriver>& ChannelMembers() const { return channelMembers_; }

@@ -57,7 +57,7 @@ QvResult ActionClipFace::Active(int32_t* active) {
 
 QvResult ActionClipFace::Enabled(int32_t* enabled) {
     if (!enabled) return qvFailed;
-    *enabled = SetupInteger(item_, "enable");
+    *enabled = SetupInteger(item_, qvChanEnable);
     return qvOk;
 }
 
@@ -124,7 +124,7 @@ QvResult TextureFace::ImageFile(const char** path) {
 QvResult TextureFace::Locator(IQvItem** locator) {
     if (!locator) return qvFailed;
     // The host finds the locator through the graph, so a host without it finds none.
-    if (!item_.Owner().HasGraph(kShadeLoc)) return qvNotFound;
+    if (!item_.Owner().HasGraph(qvGraphShadeLoc)) return qvNotFound;
     scenehost::Item* placed = item_.TextureLocator();
     if (!placed) return qvNotFound;
     return AnswerWith<IQvItem>(placed, reinterpret_cast<void**>(locator));

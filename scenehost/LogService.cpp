@@ -55,7 +55,7 @@ QvResult LogSubsystem::AddEntry(IQvLogEntry* entry) {
 }
 
 LogService::LogService(Observation& observation, LogBook& book)
-    : Owned(observation), book_(book), present_{"io-status", "logsys"} {}
+    : Owned(observation), book_(book), present_{qvLogIoStatus, qvLogSys} {}
 
 LogService::~LogService() = default;
 

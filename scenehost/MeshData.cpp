@@ -27,16 +27,16 @@ uint64_t NextSerial() {
 
 uint32_t MapDimension(uint32_t type) {
     switch (type) {
-    case kMapNormal:
-    case kMapRgb:
+    case qvMapNormal:
+    case qvMapRgb:
         return 3;
-    case kMapRgba:
+    case qvMapRgba:
         return 4;
-    case kMapUv:
+    case qvMapUv:
         return 2;
-    case kMapTangent:
+    case qvMapTangent:
         return 6;
-    case kMapWeight:
+    case qvMapWeight:
         return 1;
     default:
         return 0;
@@ -117,8 +117,8 @@ MeshMap& MeshMap::SetPolygonValue(uint32_t polygon, uint32_t corner,
 
 MeshData::MeshData()
     : serial_(NextSerial()), firstCorner_{0}, scratch_(std::make_unique<TriangulationScratch>()) {
-    tags_.push_back({kTagMaterial, {}});
-    tags_.push_back({kTagPart, {}});
+    tags_.push_back({qvPolyTagMaterial, {}});
+    tags_.push_back({qvPolyTagPart, {}});
 }
 
 MeshData::~MeshData() = default;

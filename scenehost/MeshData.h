@@ -28,7 +28,7 @@
 // std::invalid_argument.
 #pragma once
 
-#include "qv/core.h"
+#include "qv/mesh.h"
 
 #include <cstdint>
 #include <deque>
@@ -41,17 +41,14 @@
 
 namespace scenehost {
 
-// Vertex map types.
-constexpr uint32_t kMapNormal = QvFourCC('N', 'O', 'R', 'M');  // 3 floats
-constexpr uint32_t kMapRgb = QvFourCC('R', 'G', 'B', ' ');     // 3 floats
-constexpr uint32_t kMapRgba = QvFourCC('R', 'G', 'B', 'A');    // 4 floats
-constexpr uint32_t kMapUv = QvFourCC('T', 'X', 'U', 'V');      // 2 floats
-constexpr uint32_t kMapTangent = QvFourCC('T', 'B', 'A', 'S'); // 6: tangent, then bitangent
-constexpr uint32_t kMapWeight = QvFourCC('W', 'G', 'H', 'T');  // 1 float
-
-// Polygon tags the exporter reads.
-constexpr uint32_t kTagMaterial = QvFourCC('M', 'A', 'T', 'R');
-constexpr uint32_t kTagPart = QvFourCC('P', 'A', 'R', 'T');
+// Map types (qvMapUv, ...) and polygon tags (qvPolyTagMaterial, ...) are the SDK's. These older
+// names remain only for tests written against them, and go once those use the SDK's.
+constexpr uint32_t kMapNormal = qvMapNormal;
+constexpr uint32_t kMapRgb = qvMapRgb;
+constexpr uint32_t kMapRgba = qvMapRgba;
+constexpr uint32_t kMapUv = qvMapUv;
+constexpr uint32_t kTagMaterial = qvPolyTagMaterial;
+constexpr uint32_t kTagPart = qvPolyTagPart;
 
 // Floats in one value of a map of `type`; 0 for a type the host does not have.
 uint32_t MapDimension(uint32_t type);
@@ -73,7 +70,7 @@ public:
     uint32_t Dimension() const { return dimension_; }
     uint32_t Index() const { return index_; } // place among the mesh's maps
     // Weights are continuous: a point without a weight weighs 0, where other maps have no value.
-    bool IsContinuous() const { return type_ == kMapWeight; }
+    bool IsContinuous() const { return type_ == qvMapWeight; }
 
     // ---- Builder: `value` holds Dimension() floats ----
     MeshMap& SetPointValue(uint32_t point, const float* value);
@@ -132,7 +129,7 @@ public:
                         const char* part = nullptr);
     uint32_t AddPolygon(const uint32_t* points, uint32_t count, const char* material = nullptr,
                         const char* part = nullptr);
-    // Any polygon string tag by its code (kTagMaterial, kTagPart or another).
+    // Any polygon string tag by its code (qvPolyTagMaterial, qvPolyTagPart or another).
     void SetPolygonTag(uint32_t polygon, uint32_t code, const std::string& value);
     // A new map; the type is a four-character code the host has ("TXUV"), and a mesh has one map
     // of a type and name.

@@ -42,12 +42,11 @@ void GenerateMesh(MeshData& mesh, const GenerateOptions& options) {
     const uint32_t quads = l.columns * l.rows;
     mesh.Reserve(base + across * down, quads * (options.triangulated ? 2 : 1), quads * 4);
 
-    MeshMap* uv = options.uvMap.empty() ? nullptr : &mesh.AddMap(kMapUv, options.uvMap);
-    MeshMap* color = options.colorMap.empty()
-                         ? nullptr
-                         : &mesh.AddMap(options.colorAlpha ? kMapRgba : kMapRgb, options.colorMap);
+    MeshMap* uv = options.uvMap.empty() ? nullptr : &mesh.AddMap(qvMapUv, options.uvMap);
+    uint32_t colorType = options.colorAlpha ? qvMapRgba : qvMapRgb;
+    MeshMap* color = options.colorMap.empty() ? nullptr : &mesh.AddMap(colorType, options.colorMap);
     MeshMap* normals =
-        options.normalMap.empty() ? nullptr : &mesh.AddMap(kMapNormal, options.normalMap);
+        options.normalMap.empty() ? nullptr : &mesh.AddMap(qvMapNormal, options.normalMap);
     for (MeshMap* map : {uv, color, normals})
         if (map) map->ReservePoints(base + across * down);
 

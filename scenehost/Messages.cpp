@@ -7,9 +7,9 @@ namespace scenehost {
 // ---- Tables ---------------------------------------------------------------------------------
 
 MessageTables::MessageTables() {
-    Define("common", 2020, "%1");
-    Define("common", 2401, "load/save error");
-    Define("common", 2402, "load/save");
+    Define(qvMsgTableCommon, qvMsgCommonArgument, "%1");
+    Define(qvMsgTableCommon, qvMsgCommonLoadSaveError, "load/save error");
+    Define(qvMsgTableCommon, qvMsgCommonLoadSave, "load/save");
 }
 
 void MessageTables::Define(const std::string& table, uint32_t number, const std::string& text,

@@ -25,7 +25,7 @@ struct MessageBoxRecord {
 
 class MessageTables {
 public:
-    MessageTables(); // table "common": 2020 "%1", 2401 "load/save error", 2402 "load/save"
+    MessageTables(); // the common table: its argument, "load/save error", "load/save"
     void Define(const std::string& table, uint32_t number, const std::string& text,
                 const std::string& key = "");
     const std::string* Text(const std::string& table, uint32_t number) const;

@@ -4,6 +4,7 @@
 #include "Graphs.h"
 
 #include <algorithm>
+#include <cstring>
 #include <stdexcept>
 
 namespace scenehost {
@@ -11,8 +12,9 @@ namespace scenehost {
 Scene::Scene(Observation& observation)
     : Owned(observation), chanLinks_(std::make_unique<ChannelGraph>(observation)) {
     AddItemWithIdent("scene", "scene", "Scene");
-    for (const std::string& name : {kXfrmCore, kXfrmLocal, kTargets, kCurrentGroups, kShadeLoc,
-                                    kDeformers, kParticle, kSource})
+    for (const char* name :
+         {qvGraphXfrmCore, qvGraphXfrmLocal, qvGraphTargets, qvGraphCurrentGroups, qvGraphShadeLoc,
+          qvGraphDeformers, qvGraphParticle, qvGraphSource})
         graphs_[name] = std::make_unique<ItemGraph>(observation, name);
 }
 
@@ -68,7 +70,7 @@ void Scene::SetParent(Item& child, Item* parent) {
 }
 
 void Scene::Link(const std::string& graph, Item& from, Item& to) {
-    if (graph == kChanLinks)
+    if (graph == qvGraphChanLinks)
         throw std::invalid_argument("chanLinks links channels: use LinkChannel");
     if (!graphs_.count(graph)) graphs_[graph] = std::make_unique<ItemGraph>(Observed(), graph);
     from.AddLink(graph, to);
@@ -110,7 +112,7 @@ Item& Scene::Get(const std::string& name) const {
 bool Scene::HasGraph(const std::string& name) const {
     if (std::find(absentGraphs_.begin(), absentGraphs_.end(), name) != absentGraphs_.end())
         return false;
-    return name == kChanLinks || graphs_.count(name) > 0;
+    return name == qvGraphChanLinks || graphs_.count(name) > 0;
 }
 
 std::vector<Item*> Scene::RenderCameras() const {
@@ -127,14 +129,14 @@ std::vector<Item*> Scene::ActiveClips() const {
         if (!item->IsA("actionclip")) continue;
         int32_t active = 0, enabled = 0;
         item->SetupValue(item->ChannelIndex("active")).AsInteger(&active);
-        item->SetupValue(item->ChannelIndex("enable")).AsInteger(&enabled);
+        item->SetupValue(item->ChannelIndex(qvChanEnable)).AsInteger(&enabled);
         if (active && enabled) clips.push_back(item);
     }
     return clips;
 }
 
 bool Scene::IsAction(const std::string& action) const {
-    if (action == kSetup || action == kEdit) return true;
+    if (action == qvActionSetup || action == qvActionEdit) return true;
     Item* clip = FindIdent(action);
     return clip && clip->IsA("actionclip");
 }
@@ -190,7 +192,7 @@ QvResult Scene::GraphLookup(const char* name, const QvGuid& id, void** out) {
     if (!name || !out) return qvFailed;
     Observed().Count(std::string("GraphLookup:") + name);
     if (!HasGraph(name)) return qvNotFound;
-    if (id == IQvChannelGraph::iid && name == kChanLinks)
+    if (id == IQvChannelGraph::iid && std::strcmp(name, qvGraphChanLinks) == 0)
         return AnswerWith<IQvChannelGraph>(chanLinks_.get(), out);
     auto graph = graphs_.find(name);
     if (id == IQvItemGraph::iid && graph != graphs_.end())

@@ -199,7 +199,7 @@ void SceneReader::ReadPlatform(const JsonNode& node) {
 
 void SceneReader::ReadLogSubsystems(const JsonNode& node) {
     Expect(node, Kind::Array, "\"logSubsystems\"");
-    for (const std::string name : {"io-status", "logsys"})
+    for (const char* name : {qvLogIoStatus, qvLogSys})
         host_.RemoveLogSubsystem(name);
     for (const JsonNode& e : node.elements)
         host_.AddLogSubsystem(Text(e, "a log subsystem"));
@@ -232,7 +232,7 @@ void SceneReader::ReadSceneItem(const JsonNode& node) {
     Expect(node, Kind::Object, "\"scene\"");
     CheckMembers(node, "\"scene\"", {"channels", "actions", "tags"});
     Item& item = scene_.SceneItem();
-    if (const JsonMember* m = node.Find("channels")) ReadChannels(item, m->value, kSetup);
+    if (const JsonMember* m = node.Find("channels")) ReadChannels(item, m->value, qvActionSetup);
     if (const JsonMember* m = node.Find("tags")) ReadTags(item, m->value);
     // "actions" name clips, which exist only once the items are made: Read takes them later.
 }
@@ -267,7 +267,7 @@ void SceneReader::CreateItem(const JsonNode& node) {
 
     if (const JsonMember* m = node.Find("transform"))
         Guard(m->value, [&] { ReadTransform(item, m->value); });
-    if (const JsonMember* m = node.Find("channels")) ReadChannels(item, m->value, kSetup);
+    if (const JsonMember* m = node.Find("channels")) ReadChannels(item, m->value, qvActionSetup);
     if (const JsonMember* m = node.Find("tags")) ReadTags(item, m->value);
     if (const JsonMember* m = node.Find("packages")) ReadPackages(item, m->value);
     if (const JsonMember* m = node.Find("worldMatrix")) ReadWorldMatrix(item, m->value);
@@ -305,7 +305,7 @@ void SceneReader::ConnectItem(const JsonNode& node) {
     if (const JsonMember* m = node.Find("source")) {
         if (!item.IsA("meshInst")) Fail(m->value, "only a meshInst item has a \"source\"");
         Item& source = Ref(m->value);
-        scene_.Link(kSource, item, source);
+        scene_.Link(qvGraphSource, item, source);
     }
     if (const JsonMember* m = node.Find("meshes")) ReadGroupMeshes(item, m->value);
     if (const JsonMember* m = node.Find("joints")) ReadJoints(item, m->value);
@@ -341,7 +341,7 @@ void SceneReader::ReadGroupMeshes(Item& item, const JsonNode& meshes) {
     for (const JsonNode& e : meshes.elements) {
         Item& mesh = Ref(e);
         if (!mesh.IsA("mesh")) Fail(e, "'" + mesh.Ident() + "' is no mesh item");
-        scene_.Link(kDeformers, item, mesh);
+        scene_.Link(qvGraphDeformers, item, mesh);
     }
 }
 
@@ -382,7 +382,7 @@ void SceneReader::ReadChannels(Item& item, const JsonNode& channels, const std::
 void SceneReader::ReadActions(Item& item, const JsonNode& actions) {
     Expect(actions, Kind::Object, "\"actions\"");
     for (const JsonMember& m : actions.members) {
-        if (m.name == kSetup) Fail(m.nameOffset, "setup values go in \"channels\"");
+        if (m.name == qvActionSetup) Fail(m.nameOffset, "setup values go in \"channels\"");
         if (!scene_.IsAction(m.name))
             Fail(m.nameOffset,
                  "no action '" + m.name + "': actions are \"edit\" and the ids of action clips");
@@ -473,7 +473,7 @@ void SceneReader::ReadChannelMembers(Item& item, const JsonNode& members) {
 void SceneReader::ReadGraphs(const JsonNode& node) {
     Expect(node, Kind::Object, "\"graphs\"");
     for (const JsonMember& graph : node.members) {
-        if (graph.name == kChanLinks)
+        if (graph.name == qvGraphChanLinks)
             Fail(graph.nameOffset, "chanLinks links channels: use \"channelLinks\"");
         Expect(graph.value, Kind::Array, "a graph's links");
         for (const JsonNode& link : graph.value.elements) {

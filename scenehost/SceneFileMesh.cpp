@@ -206,9 +206,10 @@ void ReadGenerate(MeshData& mesh, const JsonNode& node) {
     if (const JsonMember* m = node.Find("color")) options.colorMap = Text(m->value, "\"color\"");
     if (const JsonMember* m = node.Find("colorType")) {
         const std::string& type = Text(m->value, "\"colorType\"");
-        if (type != "RGB " && type != "RGBA")
+        uint32_t code = FourCCFromText(type);
+        if (code != qvMapRgb && code != qvMapRgba)
             Fail(m->value, "a colour map type is \"RGB \" or \"RGBA\", not '" + type + "'");
-        options.colorAlpha = type == "RGBA";
+        options.colorAlpha = code == qvMapRgba;
     }
     if (const JsonMember* m = node.Find("normals"))
         options.normalMap = Text(m->value, "\"normals\"");

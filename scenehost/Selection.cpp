@@ -14,7 +14,7 @@ struct SelectionType {
 };
 
 constexpr SelectionType kSelectionTypes[] = {
-    {"item", kSelectItem},
+    {qvSelectionItem, kSelectItem},
     {"vertex", QvFourCC('V', 'R', 'T', 'X')},
     {"edge", QvFourCC('E', 'D', 'G', 'E')},
     {"polygon", QvFourCC('P', 'O', 'L', 'Y')},
@@ -80,7 +80,7 @@ QvResult SelectionService::SelectionTypeLookup(const char* name, uint32_t* type)
 
 QvResult SelectionService::PacketTranslation(const char* name, IQvItemPacketTranslation** out) {
     if (!name || !out) return qvFailed;
-    if (std::strcmp(name, "item") != 0) return qvNotFound;
+    if (std::strcmp(name, qvSelectionItem) != 0) return qvNotFound;
     return AnswerWith<IQvItemPacketTranslation>(&translation_, reinterpret_cast<void**>(out));
 }
 

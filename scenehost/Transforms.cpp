@@ -95,17 +95,17 @@ int32_t RotationOrderFromName(const char* name) {
 
 Matrix TransformItemMatrix(const Item& t, const ChannelRead& channels) {
     if (t.IsA("translation"))
-        return TranslationMatrix(Read(channels, t, "pos.X"), Read(channels, t, "pos.Y"),
-                                 Read(channels, t, "pos.Z"));
+        return TranslationMatrix(Read(channels, t, qvChanPosX), Read(channels, t, qvChanPosY),
+                                 Read(channels, t, qvChanPosZ));
     if (t.IsA("rotation")) {
         int32_t order = 0;
         channels.Resolve(t, static_cast<uint32_t>(t.Type().Channel("order"))).AsInteger(&order);
-        return RotationMatrix(Read(channels, t, "rot.X"), Read(channels, t, "rot.Y"),
-                              Read(channels, t, "rot.Z"), order);
+        return RotationMatrix(Read(channels, t, qvChanRotX), Read(channels, t, qvChanRotY),
+                              Read(channels, t, qvChanRotZ), order);
     }
     if (t.IsA("scale"))
-        return ScaleMatrix(Read(channels, t, "scl.X"), Read(channels, t, "scl.Y"),
-                           Read(channels, t, "scl.Z"));
+        return ScaleMatrix(Read(channels, t, qvChanSclX), Read(channels, t, qvChanSclY),
+                           Read(channels, t, qvChanSclZ));
     if (t.IsA("shear"))
         return ShearMatrix(Read(channels, t, "shr.X"), Read(channels, t, "shr.Y"),
                            Read(channels, t, "shr.Z"));
@@ -113,7 +113,7 @@ Matrix TransformItemMatrix(const Item& t, const ChannelRead& channels) {
 }
 
 Matrix LocalMatrix(const Item& locator, const ChannelRead& channels) {
-    const std::vector<Item*>& stack = locator.Links(kXfrmCore);
+    const std::vector<Item*>& stack = locator.Links(qvGraphXfrmCore);
     Matrix m = Identity();
     for (auto it = stack.rbegin(); it != stack.rend(); ++it)
         if ((*it)->IsA("transform")) m = Multiply(m, TransformItemMatrix(**it, channels));

@@ -1,5 +1,8 @@
 #include "TypeTree.h"
 
+#include "qv/scene.h"
+#include "qv/shade.h"
+
 #include <algorithm>
 #include <stdexcept>
 
@@ -23,19 +26,9 @@ ChannelDef Mat(const char* name) {
     return {name, ChannelKind::Matrix, ChannelValue::None(ChannelKind::Matrix)};
 }
 
-// Three channels "<prefix>.X", ".Y", ".Z" of one default.
-std::vector<ChannelDef> Xyz(const std::string& prefix, double v) {
-    std::vector<ChannelDef> out;
-    for (const char* axis : {".X", ".Y", ".Z"})
-        out.push_back({prefix + axis, ChannelKind::Double, ChannelValue::Double(v)});
-    return out;
-}
-
-std::vector<ChannelDef> Rgb(const std::string& prefix, double v) {
-    std::vector<ChannelDef> out;
-    for (const char* c : {".R", ".G", ".B"})
-        out.push_back({prefix + c, ChannelKind::Double, ChannelValue::Double(v)});
-    return out;
+// Three number channels of one default: X, Y and Z, or R, G and B.
+std::vector<ChannelDef> Three(const char* a, const char* b, const char* c, double v) {
+    return {Num(a, v), Num(b, v), Num(c, v)};
 }
 
 std::vector<ChannelDef> Join(std::vector<ChannelDef> a, const std::vector<ChannelDef>& b) {
@@ -54,7 +47,7 @@ TypeTree::TypeTree() {
     // The scene item: the current time, the frame rate, the whole range and the current (play)
     // range, all in seconds. A new scene runs 0 to 5 seconds, 120 frames at 24 per second.
     Define("scene", "",
-           {Num("time", 0.0), Num("fps", 24.0), Num("sceneS", 0.0), Num("sceneE", 5.0),
+           {Num(qvChanTime, 0.0), Num("fps", 24.0), Num("sceneS", 0.0), Num("sceneE", 5.0),
             Num("currentS", 0.0), Num("currentE", 5.0)});
     DefineLocators();
     DefineTransforms();
@@ -66,8 +59,9 @@ void TypeTree::DefineLocators() {
     // The matrices are the host's computed transforms. "visible" 0 is the default state, in
     // which the item shows; any other value hides it.
     Define("locator", "",
-           {Mat("wposMatrix"), Mat("wrotMatrix"), Mat("wsclMatrix"), Mat("worldMatrix"),
-            Mat("localMatrix"), Mat("parentMatrix"), Int("visible", 0)});
+           {Mat(qvChanWposMatrix), Mat(qvChanWrotMatrix), Mat(qvChanWsclMatrix),
+            Mat(qvChanWorldMatrix), Mat(qvChanLocalMatrix), Mat(qvChanParentMatrix),
+            Int(qvChanVisible, 0)});
     Define("groupLocator", "locator", {});
     Define("camera", "locator",
            {Num("focalLen", 0.05), Num("apertureX", 0.036), Num("apertureY", 0.024)});
@@ -76,14 +70,14 @@ void TypeTree::DefineLocators() {
     Define("pointLight", "light", {Num("radius", 0.0)});
     Define("spotLight", "light", {Num("cone", 0.7)});
     Define("areaLight", "light", {Num("width", 1.0), Num("height", 1.0)});
-    Define("mesh", "locator", {Obj("mesh")});
+    Define("mesh", "locator", {Obj(qvChanMesh)});
     Define("meshInst", "locator", {});
-    Define("triSurf", "locator", {Obj("surf")});
+    Define("triSurf", "locator", {Obj(qvChanSurf)});
     // Texture locators place a texture layer; projType 6 is a UV map projection.
     Define("txtrLocator", "locator",
-           {Int("projType", 6), Text("uvMap", ""), Int("tileU", 1), Int("tileV", 1),
-            Num("wrapU", 1.0), Num("wrapV", 1.0)});
-    Define("replicator", "locator", {Int("enable", 1)});
+           {Int(qvChanProjType, 6), Text(qvChanUvMap, ""), Int(qvChanTileU, 1),
+            Int(qvChanTileV, 1), Num(qvChanWrapU, 1.0), Num(qvChanWrapV, 1.0)});
+    Define("replicator", "locator", {Int(qvChanEnable, 1)});
 }
 
 void TypeTree::DefineTransforms() {
@@ -91,49 +85,54 @@ void TypeTree::DefineTransforms() {
     // which a plug-in may rely on. Rotations are in radians; "order" 0 to 5 is XYZ, XZY, YXZ,
     // YZX, ZXY, ZYX, the axes in the order they are applied.
     Define("transform", "", {});
-    Define("translation", "transform", Xyz("pos", 0.0));
-    Define("rotation", "transform", Join(Xyz("rot", 0.0), {Int("order", 0)}));
-    Define("scale", "transform", Xyz("scl", 1.0));
-    Define("shear", "transform", Xyz("shr", 0.0));
+    Define("translation", "transform", Three(qvChanPosX, qvChanPosY, qvChanPosZ, 0.0));
+    Define("rotation", "transform",
+           Join(Three(qvChanRotX, qvChanRotY, qvChanRotZ, 0.0), {Int("order", 0)}));
+    Define("scale", "transform", Three(qvChanSclX, qvChanSclY, qvChanSclZ, 1.0));
+    Define("shear", "transform", Three("shr.X", "shr.Y", "shr.Z", 0.0));
 }
 
 void TypeTree::DefineShading() {
     // Every layer of the shader tree is a texture layer: masks, materials, shaders, image maps.
     // A mask selects polygons by the tag named in "ptag", of the kind named in "ptyp"; its
     // children are its layers, in order, index 0 at the bottom of the tree as the user sees it.
-    Define("textureLayer", "", {Int("enable", 1), Num("opacity", 1.0), Text("effect", "")});
-    Define("mask", "textureLayer", {Text("ptag", ""), Text("ptyp", "Material")});
-    Define(
-        "advancedMaterial", "textureLayer",
-        Join(Rgb("diffCol", 0.8), {Num("diffAmt", 0.8), Num("dissAmt", 0.0), Int("dblSided", 0)}));
+    Define("textureLayer", "",
+           {Int(qvChanEnable, 1), Num("opacity", 1.0), Text(qvChanEffect, "")});
+    Define("mask", "textureLayer", {Text(qvChanPtag, ""), Text(qvChanPtyp, "Material")});
+    Define("advancedMaterial", "textureLayer",
+           Join(Three("diffCol.R", "diffCol.G", "diffCol.B", 0.8),
+                {Num("diffAmt", 0.8), Num(qvChanDissAmt, 0.0), Int(qvChanDblSided, 0)}));
     // A new image map drives the diffuse colour with all of the image: "swizzling" off, and
     // "rgba" 0 (RGB; 2 alpha, 3 red, 4 green, 5 blue) picks the channel once it is on.
     Define("imageMap", "textureLayer",
-           {Text("effect", "diffColor"), Int("swizzling", 0), Int("rgba", 0)});
+           {Text(qvChanEffect, "diffColor"), Int(qvChanSwizzling, 0), Int(qvChanRgba, 0)});
     // The glTF layer holds glTF's own factors under glTF's names, with glTF's defaults: white,
     // fully metallic and rough, no emission. "shadeModel" 1 makes it unlit.
     Define("glTFShader", "textureLayer",
-           Join(Join(Rgb("baseColor", 1.0),
-                     {Int("shadeModel", 0), Num("metallic", 1.0), Num("roughness", 1.0)}),
-                Join(Rgb("emissive", 0.0),
-                     {Num("emissivelevel", 1.0), Num("normalscale", 1.0), Num("aoscale", 1.0)})));
+           Join(Join(Three(qvChanBaseColorR, qvChanBaseColorG, qvChanBaseColorB, 1.0),
+                     {Int(qvChanShadeModel, 0), Num(qvChanMetallic, 1.0),
+                      Num(qvChanRoughness, 1.0)}),
+                Join(Three(qvChanEmissiveR, qvChanEmissiveG, qvChanEmissiveB, 0.0),
+                     {Num(qvChanEmissiveLevel, 1.0), Num(qvChanNormalScale, 1.0),
+                      Num(qvChanAoScale, 1.0)})));
     Define("unityShader", "textureLayer", {});
     Define("unrealShader", "textureLayer", {});
-    Define("lightMaterial", "textureLayer", Rgb("lightCol", 1.0));
-    Define("polyRender", "textureLayer", {Int("resX", 640), Int("resY", 480)});
+    Define("lightMaterial", "textureLayer", Three("lightCol.R", "lightCol.G", "lightCol.B", 1.0));
+    Define("polyRender", "textureLayer", {Int(qvChanResX, 640), Int(qvChanResY, 480)});
     // An image clip: the file that image maps can show.
     Define("videoStill", "", {Text("filename", "")});
 }
 
 void TypeTree::DefineOthers() {
-    Define("morphDeform", "", {Int("enable", 1), Num("strength", 1.0), Text("mapName", "")});
-    Define("deformGroup", "", {Int("enable", 1)});
-    Define("ikFullBody", "", {Int("enable", 1)});
+    Define("morphDeform", "",
+           {Int(qvChanEnable, 1), Num("strength", 1.0), Text("mapName", "")});
+    Define("deformGroup", "", {Int(qvChanEnable, 1)});
+    Define("ikFullBody", "", {Int(qvChanEnable, 1)});
     // A deformer item: a joint of a deform group or a deformer linked to a mesh. With "type" 1
     // its weights are the mesh's weight map named by "name". A locator moves it (DeformerLocator).
-    Define("influence", "", {Int("enable", 1), Int("type", 1), Text("name", "")});
+    Define("influence", "", {Int(qvChanEnable, 1), Int("type", 1), Text("name", "")});
     // "active" and "enable" of a clip are what IQvActionClip reads and sets (setup values).
-    Define("actionclip", "", {Int("enable", 1), Int("active", 0)});
+    Define("actionclip", "", {Int(qvChanEnable, 1), Int("active", 0)});
     Define("group", "", {});
 }
 

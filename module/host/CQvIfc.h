@@ -11,10 +11,10 @@ public:
     using CQvFaceOf<IQvSaver>::iid;
     CQvIfc_Saver(CQvServerObject& owner, T& object) : CQvFaceOf<IQvSaver>(owner), object(object) {}
     QvResult Verify(IQvUnknown* source, IQvUnknown* message) override {
-        return object.Verify(source, message);
+        return CQvNoThrow([&] { return object.Verify(source, message); });
     }
     QvResult Save(IQvUnknown* source, const char* path, IQvUnknown* monitor) override {
-        return object.Save(source, path, monitor);
+        return CQvNoThrow([&] { return object.Save(source, path, monitor); });
     }
 
 private:

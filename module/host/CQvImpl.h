@@ -5,6 +5,19 @@
 
 #include <atomic>
 #include <functional>
+#include <new>
+
+// Runs the body of a call from the host so that no exception leaves it: memory that runs out
+// answers qvOutOfMemory, anything else qvFailed.
+template <class Body> QvResult CQvNoThrow(Body&& body) noexcept {
+    try {
+        return body();
+    } catch (const std::bad_alloc&) {
+        return qvOutOfMemory;
+    } catch (...) {
+        return qvFailed;
+    }
+}
 
 // Reference counting for a module object with one or more interfaces; the concrete class
 // answers QueryInterface and deletes itself when the last reference goes.

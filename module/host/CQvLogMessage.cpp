@@ -7,7 +7,8 @@ namespace {
 // Text of a message of the host's "common" table, or the fallback when it cannot be read.
 std::string TableTextOr(IQvMessageService* service, uint32_t number, const char* fallback) {
     const char* text = nullptr;
-    if (service && QvSucceeded(service->TableText("common", number, &text)) && text) return text;
+    if (service && QvSucceeded(service->TableText(qvMsgTableCommon, number, &text)) && text)
+        return text;
     return fallback;
 }
 
@@ -33,8 +34,9 @@ bool CQvLogMessage::EnsureSubsystem() {
 const std::string& CQvLogMessage::Caption(bool isError) {
     std::string& title = isError ? errorTitle : infoTitle;
     if (title.empty()) {
-        std::string caption = isError ? TableTextOr(messageService.get(), 2401, "load/save error")
-                                      : TableTextOr(messageService.get(), 2402, "load/save");
+        std::string caption =
+            isError ? TableTextOr(messageService.get(), qvMsgCommonLoadSaveError, "load/save error")
+                    : TableTextOr(messageService.get(), qvMsgCommonLoadSave, "load/save");
         title = std::string(GetFormat()) + ": " + caption;
     }
     return title;
@@ -43,7 +45,7 @@ const std::string& CQvLogMessage::Caption(bool isError) {
 void CQvLogMessage::OpenMasterEntry(bool isError, const char* text) {
     if (!EnsureSubsystem()) return;
     CQvUser_LogEntry entry;
-    QvResult level = isError ? qvWarning : qvInfo;
+    QvResult level = isError ? qvWarning : qvInfo; // deliberate: errors too open at warning level
     if (QvFailed(logService->CreateEntry(level, Caption(isError).c_str(), entry.out())) || !entry)
         return;
     log->AddEntry(entry.get());

@@ -7,6 +7,7 @@
 
 #include <functional>
 #include <memory>
+#include <new>
 #include <utility>
 #include <vector>
 
@@ -18,11 +19,20 @@ public:
     virtual IQvUnknown* Interface() = 0;
 };
 
+// The C++ object behind a server object, of whatever class the server has.
+class CQvHeld {
+public:
+    virtual ~CQvHeld() = default;
+};
+
+template <class T> class CQvHeldOf final : public CQvHeld {
+public:
+    T object;
+};
+
 class CQvServerObject final : public IQvUnknown {
 public:
-    template <class T>
-    explicit CQvServerObject(T* object)
-        : impl(object, [](void* p) { delete static_cast<T*>(p); }) {}
+    explicit CQvServerObject(std::unique_ptr<CQvHeld> held) : held(std::move(held)) {}
     ~CQvServerObject();
 
     void AddFace(const QvGuid& id, std::unique_ptr<CQvFace> face);
@@ -32,7 +42,7 @@ public:
     uint32_t Release() override;
 
 private:
-    std::unique_ptr<void, void (*)(void*)> impl;
+    std::unique_ptr<CQvHeld> held;
     std::vector<std::pair<QvGuid, std::unique_ptr<CQvFace>>> faces;
     std::atomic<uint32_t> refs{1};
 };
@@ -55,7 +65,8 @@ protected:
 class CQvPolymorphBase {
 public:
     virtual ~CQvPolymorphBase() = default;
-    // Makes a new server object and gives its interface `id` (a new reference).
+    // Makes a new server object and gives its interface `id` (a new reference). Throws nothing:
+    // the host calls it through IQvModule::Generate.
     virtual QvResult Spawn(const QvGuid& id, void** out) = 0;
 };
 
@@ -66,20 +77,38 @@ public:
     // Adds an interface entry: `Adapter` is constructed as Adapter(owner, object, args...).
     template <class Adapter, class... Args> void AddInterface(Args... args) {
         makers.emplace_back(Adapter::iid, [args...](CQvServerObject& owner, T& object) {
-            return std::unique_ptr<CQvFace>(new Adapter(owner, object, args...));
+            return std::unique_ptr<CQvFace>(std::make_unique<Adapter>(owner, object, args...));
         });
     }
 
     QvResult Spawn(const QvGuid& id, void** out) override {
-        T* object = new (std::nothrow) T();
-        if (!object) return qvOutOfMemory;
-        auto* server = new CQvServerObject(object);
-        for (auto& [faceId, make] : makers) server->AddFace(faceId, make(*server, *object));
-        QvResult result = server->QueryInterface(id, out);
-        server->Release();
-        return result;
+        return CQvNoThrow([&] {
+            auto held = std::make_unique<CQvHeldOf<T>>();
+            T& object = held->object;
+            auto server = std::make_unique<CQvServerObject>(std::move(held));
+            for (auto& [faceId, make] : makers) server->AddFace(faceId, make(*server, object));
+            // From here the server object owns itself and goes with its last reference, which
+            // is the host's, or the Release below when the interface is not there.
+            CQvServerObject* self = server.release();
+            QvResult result = self->QueryInterface(id, out);
+            self->Release();
+            return result;
+        });
     }
 
 private:
     std::vector<std::pair<QvGuid, FaceMaker>> makers;
 };
+
+// Makes a factory and lets `describe` add its interfaces. Null when memory runs out: the server
+// is then listed but makes nothing (IQvModule::Generate answers qvOutOfMemory).
+template <class T, class Describe>
+std::unique_ptr<CQvPolymorphBase> CQvMakeFactory(Describe describe) {
+    try {
+        auto factory = std::make_unique<CQvPolymorph<T>>();
+        describe(*factory);
+        return factory;
+    } catch (const std::bad_alloc&) {
+        return nullptr;
+    }
+}

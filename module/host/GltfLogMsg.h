@@ -41,7 +41,7 @@ private:
     bool WriteSysLog(QvResult code);
     void ShowBox(QvResult code);
 
-    // At most 1,023 characters and the terminator; longer text is cut.
+    // At most 1,023 characters and the terminator; longer text is cut, deliberately.
     char buffer[1024] = {};
     CQvUser_LogEntry entryWrap;
     CQvUser_Log sysLog;

@@ -1,7 +1,6 @@
 #include "options/LoadOptionsCmd.h"
 
 #include <cstring>
-#include <string>
 
 namespace {
 
@@ -97,21 +96,23 @@ double LoadOptionsCmd::ValueOf(const char* name) const {
     return 0;
 }
 
+// Compares text in place: the host calls this through SetInt and SetDouble, which must not
+// allocate.
 bool LoadOptionsCmd::IsEnabled(uint32_t index) const {
-    std::string name = loadOptions[index].name;
-    if (name == "loadSampleAnimation") return ValueOf("loadAnimation") != 0;
-    if (name == "loadSampleAnimationRate")
+    const char* name = loadOptions[index].name;
+    if (std::strcmp(name, "loadSampleAnimation") == 0) return ValueOf("loadAnimation") != 0;
+    if (std::strcmp(name, "loadSampleAnimationRate") == 0)
         return ValueOf("loadAnimation") != 0 && ValueOf("loadSampleAnimation") != 0;
-    if (name == "importUnits") return ValueOf("loadGeometry") != 0;
+    if (std::strcmp(name, "importUnits") == 0) return ValueOf("loadGeometry") != 0;
     return true;
 }
 
 // Keeping the values across sessions comes with the persistent configuration.
 QvResult LoadOptionsCmd::Execute() { return qvOk; }
 
-CQvPolymorphBase* MakeLoadOptionsFactory() {
-    auto* factory = new CQvPolymorph<LoadOptionsCmd>();
-    factory->AddInterface<CQvIfc_Command>();
-    factory->AddInterface<CQvIfc_Attributes>();
-    return factory;
+std::unique_ptr<CQvPolymorphBase> MakeLoadOptionsFactory() {
+    return CQvMakeFactory<LoadOptionsCmd>([](CQvPolymorph<LoadOptionsCmd>& factory) {
+        factory.AddInterface<CQvIfc_Command>();
+        factory.AddInterface<CQvIfc_Attributes>();
+    });
 }

@@ -7,6 +7,7 @@
 #include "qv/value.h"
 
 #include <cstdint>
+#include <memory>
 #include <vector>
 
 struct LoadOption {
@@ -33,5 +34,5 @@ private:
     std::vector<double> values;
 };
 
-// Registers the command's factory with its interfaces.
-CQvPolymorphBase* MakeLoadOptionsFactory();
+// The command's factory with its interfaces; null when memory runs out.
+std::unique_ptr<CQvPolymorphBase> MakeLoadOptionsFactory();

@@ -8,32 +8,34 @@
 namespace {
 
 const QvTagRow glbTags[] = {
-    {nullptr, "saver.outClass", "scene2"},
-    {nullptr, "saver.dosType", "glb"},
-    {nullptr, "server.username", "glTF v2 .glb"},
-    {nullptr, "server.logsubsystem", "io-status"},
+    {nullptr, qvTagSaverOutClass, qvSaverClassScene},
+    {nullptr, qvTagSaverDosType, "glb"},
+    {nullptr, qvTagServerUserName, "glTF v2 .glb"},
+    {nullptr, qvTagServerLogSubsystem, qvLogIoStatus},
     {nullptr, nullptr, nullptr},
 };
 
 const QvTagRow gltfTags[] = {
-    {nullptr, "saver.outClass", "scene2"},
-    {nullptr, "saver.dosType", "gltf"},
-    {nullptr, "server.username", "glTF v2 .gltf"},
-    {nullptr, "server.logsubsystem", "io-status"},
+    {nullptr, qvTagSaverOutClass, qvSaverClassScene},
+    {nullptr, qvTagSaverDosType, "gltf"},
+    {nullptr, qvTagServerUserName, "glTF v2 .gltf"},
+    {nullptr, qvTagServerLogSubsystem, qvLogIoStatus},
     {nullptr, nullptr, nullptr},
 };
 
-template <class Saver> CQvPolymorphBase* MakeSaverFactory(const QvTagRow* tags) {
-    auto* factory = new CQvPolymorph<Saver>();
-    factory->template AddInterface<CQvIfc_Saver<Saver>>();
-    factory->template AddInterface<CQvIfc_TagDescription<Saver>>(tags);
-    return factory;
+template <class Saver> std::unique_ptr<CQvPolymorphBase> MakeSaverFactory(const QvTagRow* tags) {
+    return CQvMakeFactory<Saver>([tags](CQvPolymorph<Saver>& factory) {
+        factory.template AddInterface<CQvIfc_Saver<Saver>>();
+        factory.template AddInterface<CQvIfc_TagDescription<Saver>>(tags);
+    });
 }
 
 } // namespace
 
-void CQvRegisterServers() {
-    AddServer("loaderOptions.gltf", MakeLoadOptionsFactory());
-    AddServer("gltf.bin", MakeSaverFactory<GltfSaver>(glbTags));
-    AddServer("gltf.gltf", MakeSaverFactory<GltfSaverGLTF>(gltfTags));
+QvResult CQvRegisterServers() {
+    if (QvResult r = AddServer("loaderOptions.gltf", MakeLoadOptionsFactory()); QvFailed(r))
+        return r;
+    if (QvResult r = AddServer("gltf.bin", MakeSaverFactory<GltfSaver>(glbTags)); QvFailed(r))
+        return r;
+    return AddServer("gltf.gltf", MakeSaverFactory<GltfSaverGLTF>(gltfTags));
 }

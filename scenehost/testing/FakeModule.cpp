@@ -108,10 +108,10 @@ public:
         return qvOk;
     }
     QvResult TagDescribe(uint32_t index, QvTagRow* row) override {
-        static const char* const rows[4][2] = {{"saver.outClass", "scene2"},
-                                               {"saver.dosType", "fake"},
-                                               {"server.username", "Fake .fake"},
-                                               {"server.logsubsystem", "io-status"}};
+        static const char* const rows[4][2] = {{qvTagSaverOutClass, qvSaverClassScene},
+                                               {qvTagSaverDosType, "fake"},
+                                               {qvTagServerUserName, "Fake .fake"},
+                                               {qvTagServerLogSubsystem, qvLogIoStatus}};
         if (index >= 4) return qvOutOfRange;
         *row = {nullptr, rows[index][0], rows[index][1]};
         return qvOk;
@@ -123,7 +123,7 @@ public:
         if (message &&
             QvSucceeded(message->QueryInterface(IQvMessage::iid, reinterpret_cast<void**>(&m)))) {
             m->SetCode(qvFailed);
-            m->SetMessage("common", nullptr, 2020);
+            m->SetMessage(qvMsgTableCommon, nullptr, qvMsgCommonArgument);
             m->SetArgumentString(1, "refused by the fake saver");
             m->Release();
         }
@@ -144,14 +144,14 @@ public:
         }
         QvResult result = qvOk;
         if (UserInt("fake.fail") == 1) {
-            Log("logsys", qvFailed, "fake failure requested", nullptr);
+            Log(qvLogSys, qvFailed, "fake failure requested", nullptr);
             result = qvFailed;
         } else {
             std::string own(path); // the host speaks backslashes
             std::replace(own.begin(), own.end(), '\\', '/');
             int count = WriteItems(scene, own);
             std::string line = "wrote " + std::to_string(count) + " items to " + path;
-            Log("io-status", qvInfo, "fake: save", line.c_str());
+            Log(qvLogIoStatus, qvInfo, "fake: save", line.c_str());
             if (count < 0) result = qvFailed;
         }
         scene->Release();

@@ -7,6 +7,18 @@ class IQvLog;
 class IQvLogEntry;
 class IQvMessage;
 
+// ---- Log subsystems -----------------------------------------------------------------------
+// Names for IQvLogService::SubsystemLookup.
+constexpr const char* qvLogIoStatus = "io-status"; // loading and saving of files
+constexpr const char* qvLogSys = "logsys";         // the host's system log
+
+// ---- The common message table -------------------------------------------------------------
+// A table every host has, and the numbers of its messages that modules use.
+constexpr const char* qvMsgTableCommon = "common";
+constexpr uint32_t qvMsgCommonArgument = 2020;      // "%1": its first argument, as it is
+constexpr uint32_t qvMsgCommonLoadSaveError = 2401; // "load/save error"
+constexpr uint32_t qvMsgCommonLoadSave = 2402;      // "load/save"
+
 // Entry codes: qvInfo, qvWarning, or a failure code (top bit set) for an error.
 class IQvLogService : public IQvUnknown {
 public:

@@ -9,6 +9,20 @@ class IQvPolygon;
 class IQvEdge;
 class IQvMeshMap;
 
+// ---- Vertex map types ---------------------------------------------------------------------
+// The type codes of IQvMeshMap, with the floats one value of each type holds.
+constexpr uint32_t qvMapNormal = QvFourCC('N', 'O', 'R', 'M');  // 3
+constexpr uint32_t qvMapRgb = QvFourCC('R', 'G', 'B', ' ');     // 3
+constexpr uint32_t qvMapRgba = QvFourCC('R', 'G', 'B', 'A');    // 4
+constexpr uint32_t qvMapUv = QvFourCC('T', 'X', 'U', 'V');      // 2
+constexpr uint32_t qvMapTangent = QvFourCC('T', 'B', 'A', 'S'); // 6: tangent, then bitangent
+constexpr uint32_t qvMapWeight = QvFourCC('W', 'G', 'H', 'T');  // 1; a point without one weighs 0
+
+// ---- Polygon tags -------------------------------------------------------------------------
+// String tags of polygons, read through the IQvStringTag of a polygon accessor.
+constexpr uint32_t qvPolyTagMaterial = QvFourCC('M', 'A', 'T', 'R'); // the material's name
+constexpr uint32_t qvPolyTagPart = QvFourCC('P', 'A', 'R', 'T');     // the part's name
+
 class IQvMesh : public IQvUnknown {
 public:
     QV_INTERFACE_ID({0xc5f9cd47, 0xf9cd, 0x56fa, {0x84, 0x01, 0x50, 0xca, 0x77, 0x6b, 0xf0, 0x7a}});

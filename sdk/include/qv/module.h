@@ -29,6 +29,14 @@ struct QvTagRow {
     const char* value;
 };
 
+// Tag keys by which the host lists servers and finds a saver for a file type, and the output
+// class of a saver that writes scenes.
+constexpr const char* qvTagSaverOutClass = "saver.outClass";
+constexpr const char* qvTagSaverDosType = "saver.dosType"; // the file extension, without a dot
+constexpr const char* qvTagServerUserName = "server.username";
+constexpr const char* qvTagServerLogSubsystem = "server.logsubsystem";
+constexpr const char* qvSaverClassScene = "scene2";
+
 class IQvTagDescription : public IQvUnknown {
 public:
     QV_INTERFACE_ID({0x698a0c93, 0x04f3, 0x5f83, {0x83, 0xbe, 0x12, 0x94, 0xea, 0x3f, 0xe8, 0xc8}});

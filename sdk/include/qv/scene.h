@@ -9,6 +9,58 @@ class IQvChannelRead;
 class IQvEnvelope;
 class IQvReplicatorEnumerator;
 
+// ---- Actions ------------------------------------------------------------------------------
+// Action names for IQvScene::GetChannels: the scene's base values, and the user's edits on top
+// of them. An action clip's values go by the clip item's ident.
+constexpr const char* qvActionSetup = "setup";
+constexpr const char* qvActionEdit = "edit";
+
+// ---- Graphs -------------------------------------------------------------------------------
+// Names for IQvScene::GraphLookup. All are item graphs except qvGraphChanLinks.
+constexpr const char* qvGraphXfrmCore = "xfrmCore";   // locator <-> its transform items, in order
+constexpr const char* qvGraphXfrmLocal = "xfrmLocal";
+constexpr const char* qvGraphTargets = "targets";
+constexpr const char* qvGraphCurrentGroups = "currentGroups"; // scene item -> current groups
+constexpr const char* qvGraphShadeLoc = "shadeLoc";   // texture layer -> its texture locator
+constexpr const char* qvGraphDeformers = "deformers"; // deform group -> meshes; mesh -> deformers
+constexpr const char* qvGraphParticle = "particle";
+constexpr const char* qvGraphSource = "source";       // instance -> the item it stands for
+constexpr const char* qvGraphChanLinks = "chanLinks"; // the channel graph: drivers of channels
+
+// ---- Item tags ----------------------------------------------------------------------------
+// String tags of items, read through IQvStringTag.
+constexpr uint32_t qvItemTagGroupType = QvFourCC('G', 'T', 'Y', 'P'); // what a group is, "actor"
+
+// ---- Selection types ----------------------------------------------------------------------
+// Names for IQvSelectionService::SelectionTypeLookup and PacketTranslation.
+constexpr const char* qvSelectionItem = "item";
+
+// ---- Channels -----------------------------------------------------------------------------
+// Channel names for IQvItem::ChannelLookup, by the item types that have them.
+constexpr const char* qvChanTime = "time";     // the scene item: current time, in seconds
+constexpr const char* qvChanEnable = "enable"; // texture layers, deformers, clips, replicators
+// Locators: visibility, and the transforms the host computes, each a matrix channel.
+constexpr const char* qvChanVisible = "visible";
+constexpr const char* qvChanWposMatrix = "wposMatrix";
+constexpr const char* qvChanWrotMatrix = "wrotMatrix";
+constexpr const char* qvChanWsclMatrix = "wsclMatrix";
+constexpr const char* qvChanWorldMatrix = "worldMatrix";
+constexpr const char* qvChanLocalMatrix = "localMatrix";
+constexpr const char* qvChanParentMatrix = "parentMatrix";
+// Object channels: the IQvMesh of a "mesh" item, the IQvTriangleGroup of a "triSurf" item.
+constexpr const char* qvChanMesh = "mesh";
+constexpr const char* qvChanSurf = "surf";
+// Transform items: X, Y and Z stand at indices 0 to 2 of each kind. Rotations are in radians.
+constexpr const char* qvChanPosX = "pos.X";
+constexpr const char* qvChanPosY = "pos.Y";
+constexpr const char* qvChanPosZ = "pos.Z";
+constexpr const char* qvChanRotX = "rot.X";
+constexpr const char* qvChanRotY = "rot.Y";
+constexpr const char* qvChanRotZ = "rot.Z";
+constexpr const char* qvChanSclX = "scl.X";
+constexpr const char* qvChanSclY = "scl.Y";
+constexpr const char* qvChanSclZ = "scl.Z";
+
 // Service: item types and instances.
 class IQvSceneService : public IQvUnknown {
 public:
