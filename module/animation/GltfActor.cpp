@@ -75,7 +75,7 @@ private:
         if (!graphBound) {
             graphBound = true;
             if (QvSucceeded(transform->Context(scene.out())) && scene)
-                scene->GraphLookup("xfrmCore", IQvItemGraph::iid, xfrmCore.outVoid());
+                scene->GraphLookup(qvGraphXfrmCore, IQvItemGraph::iid, xfrmCore.outVoid());
         }
         uint32_t links = 0;
         CQvUser_Item owner;

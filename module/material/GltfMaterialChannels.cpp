@@ -30,10 +30,10 @@ std::string GltfSaver::ReadEditString(IQvItem* item, const char* channel) {
 // A channel the layer does not have leaves the field at its default.
 void GltfSaver::ReadGltfShader(GltfMaterial* m, IQvItem* item) {
     SetItem(item);
-    m->baseColorFactor[0] = ReadEditDouble(item, "baseColor.R", m->baseColorFactor[0]);
-    m->baseColorFactor[1] = ReadEditDouble(item, "baseColor.G", m->baseColorFactor[1]);
-    m->baseColorFactor[2] = ReadEditDouble(item, "baseColor.B", m->baseColorFactor[2]);
-    m->unlit = ReadEditInt(item, "shadeModel", m->unlit);
+    m->baseColorFactor[0] = ReadEditDouble(item, qvChanBaseColorR, m->baseColorFactor[0]);
+    m->baseColorFactor[1] = ReadEditDouble(item, qvChanBaseColorG, m->baseColorFactor[1]);
+    m->baseColorFactor[2] = ReadEditDouble(item, qvChanBaseColorB, m->baseColorFactor[2]);
+    m->unlit = ReadEditInt(item, qvChanShadeModel, m->unlit);
     if (m->unlit == kGltfShadeUnlit) {
         m->metallicFactor = 0.0f;
         m->emissiveFactor = {0, 0, 0};
@@ -43,25 +43,25 @@ void GltfSaver::ReadGltfShader(GltfMaterial* m, IQvItem* item) {
                        m->name.c_str());
         return;
     }
-    m->metallicFactor = float(ReadEditDouble(item, "metallic", m->metallicFactor));
-    m->roughnessFactor = float(ReadEditDouble(item, "roughness", m->roughnessFactor));
-    m->emissiveFactor[0] = ReadEditDouble(item, "emissive.R", m->emissiveFactor[0]);
-    m->emissiveFactor[1] = ReadEditDouble(item, "emissive.G", m->emissiveFactor[1]);
-    m->emissiveFactor[2] = ReadEditDouble(item, "emissive.B", m->emissiveFactor[2]);
-    if (ChannelIndexOf(item, "emissivelevel") >= 0) {
-        double level = ReadEditDouble(item, "emissivelevel", 1.0); // no clamping: > 1 stays > 1
+    m->metallicFactor = float(ReadEditDouble(item, qvChanMetallic, m->metallicFactor));
+    m->roughnessFactor = float(ReadEditDouble(item, qvChanRoughness, m->roughnessFactor));
+    m->emissiveFactor[0] = ReadEditDouble(item, qvChanEmissiveR, m->emissiveFactor[0]);
+    m->emissiveFactor[1] = ReadEditDouble(item, qvChanEmissiveG, m->emissiveFactor[1]);
+    m->emissiveFactor[2] = ReadEditDouble(item, qvChanEmissiveB, m->emissiveFactor[2]);
+    if (ChannelIndexOf(item, qvChanEmissiveLevel) >= 0) {
+        double level = ReadEditDouble(item, qvChanEmissiveLevel, 1.0); // no clamping: > 1 stays > 1
         for (double& component : m->emissiveFactor) component *= level;
     }
-    m->normalScale = ReadEditDouble(item, "normalscale", m->normalScale);
-    m->occlusionStrength = ReadEditDouble(item, "aoscale", m->occlusionStrength);
+    m->normalScale = ReadEditDouble(item, qvChanNormalScale, m->normalScale);
+    m->occlusionStrength = ReadEditDouble(item, qvChanAoScale, m->occlusionStrength);
 }
 
 void GltfSaver::ReadHostMaterial(GltfMaterial* m, IQvItem* item) {
     SetItem(item);
-    if (ChannelIndexOf(item, "dissAmt") >= 0) {
-        double opacity = std::clamp(1.0 - ReadEditDouble(item, "dissAmt", 0.0), 0.0, 1.0);
+    if (ChannelIndexOf(item, qvChanDissAmt) >= 0) {
+        double opacity = std::clamp(1.0 - ReadEditDouble(item, qvChanDissAmt, 0.0), 0.0, 1.0);
         m->baseColorFactor[3] = opacity;
         if (opacity != 1.0) m->alphaMode = GltfAlphaMode::Blend;
     }
-    if (ChannelIndexOf(item, "dblSided") >= 0) m->doubleSided = ReadEditInt(item, "dblSided", 0) != 0;
+    if (ChannelIndexOf(item, qvChanDblSided) >= 0) m->doubleSided = ReadEditInt(item, qvChanDblSided, 0) != 0;
 }

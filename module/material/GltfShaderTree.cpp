@@ -92,8 +92,8 @@ ShaderLayer GltfSaver::ClassifyLayer(IQvItem* item) {
     layer.name = ItemNameOrEmpty(item);
     CQvUser_Scene scene;
     CQvUser_ChannelRead edit;
-    if (QvSucceeded(item->Context(scene.out())) && scene) scene->GetChannels("edit", 0.0, edit.out());
-    int32_t enableChannel = ChannelIndexOf(item, "enable"), enable = 0;
+    if (QvSucceeded(item->Context(scene.out())) && scene) scene->GetChannels(qvActionEdit, 0.0, edit.out());
+    int32_t enableChannel = ChannelIndexOf(item, qvChanEnable), enable = 0;
     if (enableChannel >= 0 && edit && QvSucceeded(edit->ReadInteger(item, uint32_t(enableChannel), &enable)))
         layer.enabled = enable > 0;
 
@@ -110,7 +110,7 @@ ShaderLayer GltfSaver::ClassifyLayer(IQvItem* item) {
         layer.family = ShaderFamily::Gltf, layer.kind = ShaderLayerKind::Material;
     } else if (ItemIsA(item, t.imageMap)) {
         layer.kind = ShaderLayerKind::ImageMap;
-        int32_t effectChannel = ChannelIndexOf(item, "effect");
+        int32_t effectChannel = ChannelIndexOf(item, qvChanEffect);
         const char* effect = nullptr;
         if (effectChannel >= 0 && edit &&
             QvSucceeded(edit->ReadString(item, uint32_t(effectChannel), &effect)) && effect)
@@ -155,8 +155,8 @@ GltfMaterial* GltfSaver::MaterialForTag(const std::string& tag) {
     }
     IQvItem* maskItem = mask->second;
     log.LogInfo("Found mask:%s ptag:%s ptype:%s", tag.c_str(),
-                ReadChannelString(setupChannels.get(), maskItem, "ptag").c_str(),
-                ReadChannelString(setupChannels.get(), maskItem, "ptyp").c_str());
+                ReadChannelString(setupChannels.get(), maskItem, qvChanPtag).c_str(),
+                ReadChannelString(setupChannels.get(), maskItem, qvChanPtyp).c_str());
     ShaderWalk walk;
     walk.layerStack.push_back(ClassifyLayer(maskItem));
     while (!walk.layerStack.empty()) {

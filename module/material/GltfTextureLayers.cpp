@@ -49,12 +49,12 @@ void GltfSaver::SwizzleCheck(const SwizzleRule& rule, int32_t& swizzling, int32_
     const char* name = ItemName();
     name = name ? name : "";
     std::string mapWords = std::string(rule.label) + " image map %s." PREVIEW_MAY_DIFFER;
-    swizzling = ReadEditInt(item.get(), "swizzling", swizzling);
+    swizzling = ReadEditInt(item.get(), qvChanSwizzling, swizzling);
     if (swizzling == 0) {
         log.LogWarning(("    Swizzling is not turned on for " + mapWords).c_str(), name);
         return;
     }
-    rgba = ReadEditInt(item.get(), "rgba", rgba);
+    rgba = ReadEditInt(item.get(), qvChanRgba, rgba);
     if (rgba != rule.channel)
         log.LogWarning(("    Swizzling channel must be '" + std::string(rule.channelName) + "' for " +
                         mapWords)
@@ -128,9 +128,9 @@ std::shared_ptr<GltfTexture> GltfSaver::TextureForLayer(IQvItem* item) {
     CQvUser_Item locator;
     bool hasLocator = QvSucceeded(face->Locator(locator.out())) && locator;
     if (hasLocator) {
-        uvMap = ReadEditString(locator.get(), "uvMap");
+        uvMap = ReadEditString(locator.get(), qvChanUvMap);
         locatorName = ItemNameOrEmpty(locator.get());
-        projMode = ReadEditInt(locator.get(), "projType", 0);
+        projMode = ReadEditInt(locator.get(), qvChanProjType, 0);
     }
     log.LogInfo("      imageMap:%s file:%s uvmap:%s projMode:%d", name.c_str(), file, uvMap.c_str(),
                 projMode);
@@ -149,10 +149,11 @@ std::shared_ptr<GltfTexture> GltfSaver::TextureForLayer(IQvItem* item) {
                        "'UVMap' projection type.",
                        name.c_str());
     if (hasLocator) {
-        texture->wrapU = static_cast<GltfWrapMode>(ReadEditInt(locator.get(), "tileU", 0));
-        texture->wrapV = static_cast<GltfWrapMode>(ReadEditInt(locator.get(), "tileV", 0));
-        texture->repeatU = ReadEditDouble(locator.get(), "wrapU", 0.0);
-        texture->repeatV = ReadEditDouble(locator.get(), "wrapV", 0.0);
+        // Deliberately crossed: the host calls the wrap mode "tile" and the repeat count "wrap".
+        texture->wrapU = static_cast<GltfWrapMode>(ReadEditInt(locator.get(), qvChanTileU, 0));
+        texture->wrapV = static_cast<GltfWrapMode>(ReadEditInt(locator.get(), qvChanTileV, 0));
+        texture->repeatU = ReadEditDouble(locator.get(), qvChanWrapU, 0.0);
+        texture->repeatV = ReadEditDouble(locator.get(), qvChanWrapV, 0.0);
         // The line has always carried the repeat counts under the tile labels. It is kept as users
         // know it; the counts go in as integers, so that the line is the same on every run.
         log.LogInfo("       tileU:%d tileV:%d", LogInt(texture->repeatU), LogInt(texture->repeatV));

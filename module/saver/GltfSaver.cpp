@@ -112,8 +112,8 @@ void GltfSaver::ReadRenderResolution() {
             cameraName = name;
     }
     int32_t resX = -1, resY = -1;
-    if (QvFailed(render->ChannelLookup("resX", &resX))) resX = -1;
-    bool resYFound = QvSucceeded(render->ChannelLookup("resY", &resY));
+    if (QvFailed(render->ChannelLookup(qvChanResX, &resX))) resX = -1;
+    bool resYFound = QvSucceeded(render->ChannelLookup(qvChanResY, &resY));
     if (!resYFound) resY = -1;
     // Deliberate: a failed "resY" look-up with a good "resX" still reads "resY", at index -1.
     if (resX >= 0 && (!resYFound || resY != 0) && baseChannels) {

@@ -81,20 +81,20 @@ void GltfSaver::BindSceneObjects() {
     if (!sceneWrap) return;
     QvTypeCode sceneType = LookupTypeCode(SceneService(), "scene");
     sceneWrap->ItemByIndex(sceneType, 0, sceneItem.out());
-    sceneWrap->GraphLookup("xfrmCore", IQvItemGraph::iid, xfrmCoreGraph.outVoid());
-    sceneWrap->GraphLookup("xfrmLocal", IQvItemGraph::iid, xfrmLocalGraph.outVoid());
-    sceneWrap->GraphLookup("targets", IQvItemGraph::iid, targetsGraph.outVoid());
-    if (QvFailed(sceneWrap->GraphLookup("chanLinks", IQvChannelGraph::iid,
+    sceneWrap->GraphLookup(qvGraphXfrmCore, IQvItemGraph::iid, xfrmCoreGraph.outVoid());
+    sceneWrap->GraphLookup(qvGraphXfrmLocal, IQvItemGraph::iid, xfrmLocalGraph.outVoid());
+    sceneWrap->GraphLookup(qvGraphTargets, IQvItemGraph::iid, targetsGraph.outVoid());
+    if (QvFailed(sceneWrap->GraphLookup(qvGraphChanLinks, IQvChannelGraph::iid,
                                         chanLinksGraph.outVoid())))
         chanLinksGraph.clear();
     sceneWrap->BaseChannels(baseChannels.out());
-    sceneWrap->GetChannels("setup", 0.0, setupChannels.out());
-    sceneWrap->GetChannels("edit", 0.0, editChannels.out());
+    sceneWrap->GetChannels(qvActionSetup, 0.0, setupChannels.out());
+    sceneWrap->GetChannels(qvActionEdit, 0.0, editChannels.out());
 
     // The evaluated reader stands at the scene's current time.
     double currentTime = 0.0;
     int32_t timeChannel = -1;
-    if (sceneItem && setupChannels && QvSucceeded(sceneItem->ChannelLookup("time", &timeChannel)) &&
+    if (sceneItem && setupChannels && QvSucceeded(sceneItem->ChannelLookup(qvChanTime, &timeChannel)) &&
         timeChannel >= 0 &&
         QvFailed(setupChannels->ReadDouble(sceneItem.get(), uint32_t(timeChannel), &currentTime)))
         currentTime = 0.0;

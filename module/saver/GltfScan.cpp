@@ -33,29 +33,29 @@ void GltfSaver::FindChannelIndices() {
         CQvUser_Item item;
         if (QvFailed(sceneWrap->ItemByIndex(types.locator, i, item.out())) || !item) continue;
         // Deliberate: a locator without transform items still overwrites the six indices.
-        chanWposMatrix = ChannelIndexOf(item.get(), "wposMatrix");
-        chanWrotMatrix = ChannelIndexOf(item.get(), "wrotMatrix");
-        chanWsclMatrix = ChannelIndexOf(item.get(), "wsclMatrix");
-        chanWorldMatrix = ChannelIndexOf(item.get(), "worldMatrix");
-        chanLocalMatrix = ChannelIndexOf(item.get(), "localMatrix");
-        chanParentMatrix = ChannelIndexOf(item.get(), "parentMatrix");
+        chanWposMatrix = ChannelIndexOf(item.get(), qvChanWposMatrix);
+        chanWrotMatrix = ChannelIndexOf(item.get(), qvChanWrotMatrix);
+        chanWsclMatrix = ChannelIndexOf(item.get(), qvChanWsclMatrix);
+        chanWorldMatrix = ChannelIndexOf(item.get(), qvChanWorldMatrix);
+        chanLocalMatrix = ChannelIndexOf(item.get(), qvChanLocalMatrix);
+        chanParentMatrix = ChannelIndexOf(item.get(), qvChanParentMatrix);
         CQvUser_Locator locator;
         if (!locator.bind(item.get())) continue;
         CQvUser_Item translation, rotation, scale;
         locator->TransformItem(qvXfrmTranslation, translation.out());
         locator->TransformItem(qvXfrmRotation, rotation.out());
         locator->TransformItem(qvXfrmScale, scale.out());
-        if (translation) LookupXyz(translation.get(), "pos.X", "pos.Y", "pos.Z", chanX, chanY, chanZ);
+        if (translation) LookupXyz(translation.get(), qvChanPosX, qvChanPosY, qvChanPosZ, chanX, chanY, chanZ);
         if (chanX == -1 && rotation)
-            LookupXyz(rotation.get(), "rot.X", "rot.Y", "rot.Z", chanX, chanY, chanZ);
-        if (chanX == -1 && scale) LookupXyz(scale.get(), "scl.X", "scl.Y", "scl.Z", chanX, chanY, chanZ);
+            LookupXyz(rotation.get(), qvChanRotX, qvChanRotY, qvChanRotZ, chanX, chanY, chanZ);
+        if (chanX == -1 && scale) LookupXyz(scale.get(), qvChanSclX, qvChanSclY, qvChanSclZ, chanX, chanY, chanZ);
     }
     uint32_t morphCount = 0;
     if (sceneWrap && QvFailed(sceneWrap->ItemCount(types.morphDeform, &morphCount))) morphCount = 0;
     for (uint32_t i = 0; i < morphCount && chanMorphEnable == -1; ++i) {
         CQvUser_Item item;
         if (QvSucceeded(sceneWrap->ItemByIndex(types.morphDeform, i, item.out())) && item)
-            chanMorphEnable = ChannelIndexOf(item.get(), "enable");
+            chanMorphEnable = ChannelIndexOf(item.get(), qvChanEnable);
     }
 }
 
@@ -106,8 +106,8 @@ void GltfSaver::CollectSelectedItems() {
     CQvUser_ItemPacketTranslation translation;
     uint32_t itemType = 0;
     if (!CQvGlobals::LookupService(selection) ||
-        QvFailed(selection->SelectionTypeLookup("item", &itemType)) ||
-        QvFailed(selection->PacketTranslation("item", translation.out())) || !translation)
+        QvFailed(selection->SelectionTypeLookup(qvSelectionItem, &itemType)) ||
+        QvFailed(selection->PacketTranslation(qvSelectionItem, translation.out())) || !translation)
         return;
     for (const void* packet = selection->SelectionNext(nullptr, itemType); packet;
          packet = selection->SelectionNext(packet, itemType)) {
@@ -146,7 +146,7 @@ void GltfSaver::CollectSelectedHierarchies() {
 
 // A selected skinned mesh brings in its skeleton, from the top joint's parent down.
 void GltfSaver::AddSkeletonRoots(IQvItem* item) {
-    int32_t meshChannel = ChannelIndexOf(item, "mesh");
+    int32_t meshChannel = ChannelIndexOf(item, qvChanMesh);
     CQvUser_<IQvUnknown> meshObject;
     if (meshChannel < 0 || !setupChannels || !deformerService ||
         QvFailed(setupChannels->ReadObject(item, uint32_t(meshChannel), meshObject.out())))

@@ -38,12 +38,12 @@ void GltfSaver::ScanItem(IQvItem* item) {
 
 // An enabled mask is found later by the polygon tag it applies to.
 void GltfSaver::ScanMask(IQvItem* item) {
-    int32_t enableChannel = ChannelIndexOf(item, "enable");
+    int32_t enableChannel = ChannelIndexOf(item, qvChanEnable);
     int32_t enabled = 0;
     if (enableChannel < 0 || !setupChannels ||
         QvFailed(setupChannels->ReadInteger(item, uint32_t(enableChannel), &enabled)) || enabled == 0)
         return;
-    int32_t tagChannel = ChannelIndexOf(item, "ptag");
+    int32_t tagChannel = ChannelIndexOf(item, qvChanPtag);
     const char* tag = nullptr;
     if (tagChannel < 0 || QvFailed(setupChannels->ReadString(item, uint32_t(tagChannel), &tag)) || !tag)
         return;
@@ -97,7 +97,7 @@ void GltfSaver::LogRootItems() {
 void GltfSaver::FindActor() {
     CQvUser_ItemGraph groups;
     if (!sceneWrap || !sceneItem ||
-        QvFailed(sceneWrap->GraphLookup("currentGroups", IQvItemGraph::iid, groups.outVoid())) ||
+        QvFailed(sceneWrap->GraphLookup(qvGraphCurrentGroups, IQvItemGraph::iid, groups.outVoid())) ||
         !groups)
         return;
     uint32_t count = 0;
@@ -108,7 +108,7 @@ void GltfSaver::FindActor() {
         const char* groupType = nullptr;
         if (QvFailed(groups->LinkByIndex(sceneItem.get(), i, linked.out())) ||
             !ItemIsA(linked.get(), types.group) || !tags.bind(linked.get()) ||
-            QvFailed(tags->GetTag(QvFourCC('G', 'T', 'Y', 'P'), &groupType)) || !groupType ||
+            QvFailed(tags->GetTag(qvItemTagGroupType, &groupType)) || !groupType ||
             std::string(groupType) != "actor")
             continue;
         actorGroup = linked;
