@@ -109,23 +109,3 @@ TEST(GltfChunks, GltfImagesAreCopiedButNeverOntoThemselves) {
     EXPECT_EQ(d.Streamed(true, scratch.Host("out") + "\\..\\"), "");
     EXPECT_EQ(ReadBytes(scratch.Path("image.png")), std::string("PNG\0data", 8));
 }
-
-TEST(GltfChunks, GlbBinChunkHoldsTheBufferBytes) {
-    ChunkDocument d;
-    d.document.AddChunkView(GltfBufferChunk::FromUint16({5, 6, 7}));
-    d.document.AddChunkView(GltfBufferChunk::FromFloats({0.5f}));
-    d.document.WriteScenes();
-    d.document.FinishJson();
-    GltfStringStream glb;
-    d.document.WriteGlb(d.document.json->root, glb);
-
-    const std::string& bytes = glb.Bytes();
-    const uint32_t jsonChunk = ReadUint32(bytes, 12);
-    const size_t bin = 20 + jsonChunk;
-    ASSERT_EQ(bytes.size(), bin + 8 + 12);
-    EXPECT_EQ(ReadUint32(bytes, 8), bytes.size());
-    EXPECT_EQ(ReadUint32(bytes, bin), 12u);
-    rapidjson::Document json = ParseJson(bytes.substr(20, jsonChunk));
-    EXPECT_EQ(json["buffers"][0]["byteLength"].GetUint(), 12u);
-    EXPECT_EQ(bytes.substr(bin + 8), std::string("\x05\0\x06\0\x07\0\0\0\0\0\0\x3f", 12));
-}

@@ -91,17 +91,6 @@ TEST(GltfNodes, IdentityWritesNoTransformInEitherForm) {
                          R"("nodes":[{"name":""},{"name":"decomposed"},{"name":"last","matrix":)"));
 }
 
-TEST(GltfNodes, MatrixValuesPassThroughFloat) {
-    SceneBuilder s;
-    GltfNode* node = s.Add("m", s.scene);
-    node->useMatrix = true;
-    node->matrix[12] = 0.1;
-    node->matrix[13] = 2.5;
-    EXPECT_TRUE(Contains(BuildJsonText(s.document),
-                         R"({"name":"m","matrix":[1.0,0.0,0.0,0.0,0.0,1.0,0.0,0.0,0.0,0.0,1.0,)"
-                         R"(0.0,0.10000000149011612,2.5,0.0,1.0]})"));
-}
-
 // The scale stays inside the quaternion: a uniform scale of 2 gives w = sqrt(7) / 2.
 TEST(GltfNodes, DecomposedFormKeepsTheScaleInTheRotation) {
     SceneBuilder s;

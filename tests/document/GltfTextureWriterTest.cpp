@@ -110,27 +110,6 @@ TEST(GltfTextureWriter, GltfNamesACopyBesideItAndMimeTypeFollowsTheExtension) {
               json["buffers"][0]["byteLength"].GetUint());
 }
 
-TEST(GltfTextureWriter, MissingImageIsReportedAtEachAttemptAndLeftOut) {
-    TextureFixture f(0);
-    const std::string missing = f.scratch.Host("gone.png");
-    auto texture = f.Texture("lost", missing);
-    GltfMaterial* first = f.Material("first");
-    GltfMaterial* second = f.Material("second");
-    first->normalTexture = texture;
-    second->baseColorTexture = texture;
-    f.MeshUsing({first, second});
-    ASSERT_TRUE(f.document.Write(f.scratch.Host("model.glb")));
-
-    EXPECT_EQ(f.log.ErrorCount(), 2u) << "a failed texture is not cached";
-    EXPECT_EQ(std::string(f.log.Text()), "Image file path: " + missing + " doesn't exist!");
-    const std::string bytes = ReadBytes(f.scratch.Path("model.glb"));
-    rapidjson::Document json = ParseJson(bytes.substr(20, ReadUint32(bytes, 12)));
-    EXPECT_FALSE(json.HasMember("textures") || json.HasMember("images") ||
-                 json.HasMember("samplers"));
-    EXPECT_FALSE(json["materials"][1].HasMember("normalTexture"));
-    EXPECT_FALSE(json["materials"][2]["pbrMetallicRoughness"].HasMember("baseColorTexture"));
-}
-
 TEST(GltfTextureWriter, MaterialMembersInOrderWithSharedTexturesAndWrapModes) {
     TextureFixture f;
     const std::string image = f.Image("t.png");

@@ -1,14 +1,16 @@
 // Host meshes as glTF meshes: points, triangles, primitives by material tag, the 16-bit limit,
 // and the vertex maps that become attributes.
 #include "MeshData.h"
-#include "support/GlbReader.h"
+#include "MeshGenerate.h"
 #include "support/MeshBuilders.h"
 #include "support/SaveFixture.h"
 
 #include <cmath>
+#include <set>
 
 using namespace testsupport;
 using scenehost::MeshData;
+using scenehost::MeshMap;
 
 namespace {
 
@@ -25,14 +27,16 @@ class MeshCreation : public SaveFixture {
 protected:
     void SetUp() override {
         SaveFixture::SetUp();
-        host.SetUserInt("sceneio.gltf.save.exportType", 0);
+        ExportType(0);
     }
     MeshData& AddMesh(const char* name) { return host.Scene().AddItem("mesh", name).Mesh(); }
-    GlbReader SaveAndRead(const std::string& file = "mesh.glb") {
-        EXPECT_EQ(Save(file), qvOk);
-        return GlbReader(FileText(file));
-    }
 };
+
+// A map's value at a corner: the polygon's own, else the point's.
+const float* ValueAt(const MeshMap& map, const MeshData& mesh, uint32_t corner) {
+    const float* own = map.CornerValue(corner);
+    return own ? own : map.PointValue(mesh.CornerPoint(corner));
+}
 
 } // namespace
 
@@ -212,4 +216,62 @@ TEST_F(MeshCreation, TangentMapsAreReadOnlyWhenAskedFor) {
     GlbReader framed = SaveAndRead("framed.glb");
     EXPECT_TRUE(framed.Primitive(0, 0)["attributes"].HasMember("TANGENT"));
     EXPECT_EQ(CountLines("   vTbasis vmap:Frames"), 1);
+}
+
+// A generated torus, read back corner by corner: each triangle corner, in the host's triangulation
+// and in the primitive of its polygon's material, has the position, unit normal, UV (v turned
+// over) and colour that the scene gives that corner, also along the seams where polygons keep UVs
+// of their own.
+TEST_F(MeshCreation, GeneratedTorusComesBackCornerForCorner) {
+    MeshData& mesh = AddMesh("Torus");
+    scenehost::GenerateOptions options;
+    options.triangles = 8000;
+    options.normalMap = "Normals";
+    scenehost::GenerateMesh(mesh, options);
+    ASSERT_GT(mesh.PointCount(), 3000u);
+    const MeshMap& uv = *mesh.FindMap(scenehost::kMapUv, "Texture");
+    const MeshMap& color = *mesh.FindMap(scenehost::kMapRgba, "Color");
+    const MeshMap& normal = *mesh.FindMap(scenehost::kMapNormal, "Normals");
+    std::vector<std::string> materials;
+    std::vector<std::vector<uint32_t>> corners; // per material, in polygon order
+    for (uint32_t p = 0; p < mesh.PolygonCount(); ++p) {
+        const std::string tag = mesh.Tag(p, scenehost::kTagMaterial);
+        size_t m = std::find(materials.begin(), materials.end(), tag) - materials.begin();
+        if (m == materials.size()) materials.push_back(tag), corners.emplace_back();
+        for (uint32_t t = 0; t < mesh.TriangleCount(p); ++t) {
+            uint32_t triangle[3];
+            mesh.TriangleCorners(p, t, triangle);
+            corners[m].insert(corners[m].end(), triangle, triangle + 3);
+        }
+    }
+    GlbReader glb = SaveAndRead();
+    ASSERT_EQ(glb.json["meshes"][0]["primitives"].Size(), materials.size());
+    for (size_t m = 0; m < materials.size(); ++m) {
+        SCOPED_TRACE(materials[m]);
+        const auto& primitive = glb.Primitive(0, unsigned(m));
+        EXPECT_EQ(glb.json["materials"][primitive["material"].GetUint()]["name"].GetString(), materials[m]);
+        std::vector<double> indices = glb.Attribute(primitive, "indices");
+        std::vector<double> xyz = glb.Attribute(primitive, "POSITION"), n = glb.Attribute(primitive, "NORMAL");
+        std::vector<double> st = glb.Attribute(primitive, "TEXCOORD_0"), rgba = glb.Attribute(primitive, "COLOR_0");
+        ASSERT_EQ(indices.size(), corners[m].size());
+        EXPECT_EQ(std::set<double>(indices.begin(), indices.end()).size(), xyz.size() / 3) << "unused vertices";
+        int wrong = 0;
+        for (size_t k = 0; k < indices.size() && wrong < 3; ++k) {
+            const uint32_t corner = corners[m][k];
+            const size_t v = size_t(indices[k]);
+            const float* position = mesh.Position(mesh.CornerPoint(corner));
+            const float* direction = ValueAt(normal, mesh, corner);
+            const float* texture = ValueAt(uv, mesh, corner);
+            const float* paint = ValueAt(color, mesh, corner);
+            const double length = std::sqrt(double(direction[0]) * direction[0] +
+                                            double(direction[1]) * direction[1] +
+                                            double(direction[2]) * direction[2]);
+            bool same = st[2 * v] == texture[0] && st[2 * v + 1] == 1.0f - texture[1];
+            for (int i = 0; i < 3; ++i)
+                same = same && xyz[3 * v + i] == position[i] &&
+                       std::fabs(n[3 * v + i] - direction[i] / length) < 1e-6;
+            for (int i = 0; i < 4; ++i) same = same && rgba[4 * v + i] == paint[i];
+            if (!same) ++wrong, ADD_FAILURE() << "corner " << k << " of the primitive, vertex " << v;
+        }
+    }
 }

@@ -1,4 +1,5 @@
-// Where each kind of message lands in the host's log, and what the boxes say.
+// The plug-in's log channel: where each kind of message lands in the host's log, what the boxes
+// say, and the text it formats.
 #include "host/GltfLogMsg.h"
 #include "support/SaveFixture.h"
 
@@ -89,4 +90,16 @@ TEST_F(LogRoutes, VersionLineComesFromThePlatform) {
     EXPECT_STREQ(log.GetVersion(), "Vorn 11.2 [Build 77], Linux (x64)");
     host.Platform().build = "78"; // built once and kept
     EXPECT_STREQ(log.GetVersion(), "Vorn 11.2 [Build 77], Linux (x64)");
+}
+
+TEST(GltfLogMsgText, FormatsPrintfStyleAndKeepsAtMost1023Characters) {
+    GltfLogMsg log; // no host: nothing is written anywhere, but the text is kept
+    log.LogInfo("Scanning finished, rootItems:%d", 3);
+    EXPECT_STREQ(log.Text(), "Scanning finished, rootItems:3");
+    EXPECT_STREQ(log.GetFormat(), "gltf");
+    std::string exact(1023, 'a');
+    log.LogInfo("%s", exact.c_str());
+    EXPECT_EQ(std::string(log.Text()), exact);
+    log.LogInfo("%s", (std::string(1023, 'b') + "cdef").c_str());
+    EXPECT_EQ(std::string(log.Text()), std::string(1023, 'b'));
 }

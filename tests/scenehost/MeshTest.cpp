@@ -110,36 +110,26 @@ TEST(SceneHostMesh, ConvexConcaveAndStarPolygonsAreCutInTheirWinding) {
     EXPECT_EQ(corners[2] - f.mesh.FirstCorner(dart), 3u); // cut along 1-3
 }
 
-TEST(SceneHostMesh, PolygonsWithoutAreaOrCrossingThemselvesStillGiveNMinusTwoTriangles) {
+// Polygons without area, or crossing themselves, still give n - 2 triangles; a polygon's
+// triangles are there only once generated for it.
+TEST(SceneHostMesh, DegeneratePolygonsStillGiveTrianglesOnceGeneratedForThem) {
     Fixture f;
     uint32_t line = f.Polygon({{0, 0, 0}, {1, 0, 0}, {2, 0, 0}, {3, 0, 0}, {4, 0, 0}});
     uint32_t spot = f.Polygon({{1, 1, 1}, {1, 1, 1}, {1, 1, 1}, {1, 1, 1}});
-    uint32_t bowtie =
-        f.Polygon({{0, 0, 0}, {2, 2, 0}, {2, 0, 0}, {0, 2, 0}, {-1, 1, 0}, {-1, 0.5f, 0}});
+    uint32_t bowtie = f.Polygon({{0, 0, 0}, {2, 2, 0}, {2, 0, 0}, {0, 2, 0}, {-1, 1, 0}, {-1, 0.5f, 0}});
+    uint32_t last = f.Polygon({{5, 0, 0}, {6, 0, 0}, {6, 1, 0}});
     ComRef<IQvPolygon> p = f.polygons();
+    QvPointId a, b, c;
+    uint32_t count = 0;
+    ASSERT_EQ(p->SelectByIndex(line), qvOk);
+    EXPECT_EQ(p->TriangleByIndex(0, &a, &b, &c), qvFailed); // not generated yet
     for (uint32_t polygon : {line, spot, bowtie}) {
-        uint32_t count = 0;
         ASSERT_EQ(p->SelectByIndex(polygon), qvOk);
         ASSERT_EQ(p->GenerateTriangles(&count), qvOk);
         EXPECT_EQ(count, f.mesh.VertexCount(polygon) - 2);
-        for (uint32_t t = 0; t < count; ++t) {
-            QvPointId a, b, c;
-            EXPECT_EQ(p->TriangleByIndex(t, &a, &b, &c), qvOk);
-        }
+        for (uint32_t t = 0; t < count; ++t) EXPECT_EQ(p->TriangleByIndex(t, &a, &b, &c), qvOk);
     }
-}
-
-TEST(SceneHostMesh, TrianglesAreThoseOfTheSelectedPolygonOnceGenerated) {
-    Fixture f;
-    uint32_t first = f.Polygon({{0, 0, 0}, {1, 0, 0}, {1, 1, 0}, {0, 1, 0}});
-    f.Polygon({{5, 0, 0}, {6, 0, 0}, {6, 1, 0}});
-    ComRef<IQvPolygon> p = f.polygons();
-    QvPointId a, b, c;
-    ASSERT_EQ(p->SelectByIndex(first), qvOk);
-    EXPECT_EQ(p->TriangleByIndex(0, &a, &b, &c), qvFailed); // not generated yet
-    uint32_t count = 0;
-    ASSERT_EQ(p->GenerateTriangles(&count), qvOk);
-    ASSERT_EQ(p->SelectByIndex(1), qvOk);
+    ASSERT_EQ(p->SelectByIndex(last), qvOk);
     EXPECT_EQ(p->TriangleByIndex(0, &a, &b, &c), qvFailed); // generated for another polygon
     ASSERT_EQ(p->GenerateTriangles(&count), qvOk);
     ASSERT_EQ(p->TriangleByIndex(0, &a, &b, &c), qvOk);
@@ -191,7 +181,7 @@ TEST(SceneHostMesh, PointNormalsOfABoxPointAlongTheCornerDiagonals) {
     }
 }
 
-TEST(SceneHostMesh, HandlesRoundTripAndAreRefusedByOtherMeshesAndKinds) {
+TEST(SceneHostMesh, HandlesRoundTripAndForeignHandlesAndBadBuildsAreRefused) {
     Fixture f, other;
     AddCube(f.mesh, false);
     AddCube(other.mesh, false);
@@ -226,6 +216,19 @@ TEST(SceneHostMesh, HandlesRoundTripAndAreRefusedByOtherMeshesAndKinds) {
     EXPECT_EQ(polygons->Index(&index), qvOk);
     EXPECT_EQ(index, 5u);
     EXPECT_EQ(f.points()->Index(&index), qvFailed); // nothing selected yet
+
+    // The builder refuses what the host cannot hold.
+    EXPECT_THROW(f.mesh.AddPolygon({0, 1}), std::invalid_argument);
+    EXPECT_THROW(f.mesh.AddPolygon({0, 1, 8}), std::invalid_argument);
+    EXPECT_THROW(f.mesh.AddPolygon({0, 1, 0}), std::invalid_argument);
+    EXPECT_THROW(f.mesh.AddMap("UVXX", "Texture"), std::invalid_argument);
+    MeshMap& uv = f.mesh.AddMap("TXUV", "Texture");
+    EXPECT_THROW(f.mesh.AddMap("TXUV", "Texture"), std::invalid_argument);
+    EXPECT_THROW(uv.SetPointValue(0, {1, 2, 3}), std::invalid_argument);
+    EXPECT_THROW(uv.SetPointValue(8, {1, 2}), std::invalid_argument);
+    EXPECT_THROW(uv.SetPolygonValue(0, 4, {1, 2}), std::invalid_argument);
+    EXPECT_THROW(f.host.Scene().AddItem("locator", "L").Mesh(), std::invalid_argument);
+    EXPECT_EQ(f.mesh.PolygonCount(), 6u);
 }
 
 TEST(SceneHostMesh, PolygonValuesComeBeforePointValuesAndNoValueAnswersOne) {
@@ -366,20 +369,4 @@ TEST(SceneHostMesh, AccessorsKeepTheirOwnSelectionsWhileOneWalks) {
     EXPECT_EQ(edges->SelectEndpoints(f.mesh.PointId(0), f.mesh.PointId(2)), qvOk);
     EXPECT_EQ(edges->SelectEndpoints(f.mesh.PointId(0), f.mesh.PointId(3)),
               qvNotFound); // a diagonal
-}
-
-TEST(SceneHostMesh, BuilderRefusesWhatTheHostCannotHold) {
-    Fixture f;
-    AddCube(f.mesh, false);
-    EXPECT_THROW(f.mesh.AddPolygon({0, 1}), std::invalid_argument);
-    EXPECT_THROW(f.mesh.AddPolygon({0, 1, 8}), std::invalid_argument);
-    EXPECT_THROW(f.mesh.AddPolygon({0, 1, 0}), std::invalid_argument);
-    EXPECT_THROW(f.mesh.AddMap("UVXX", "Texture"), std::invalid_argument);
-    MeshMap& uv = f.mesh.AddMap("TXUV", "Texture");
-    EXPECT_THROW(f.mesh.AddMap("TXUV", "Texture"), std::invalid_argument);
-    EXPECT_THROW(uv.SetPointValue(0, {1, 2, 3}), std::invalid_argument);
-    EXPECT_THROW(uv.SetPointValue(8, {1, 2}), std::invalid_argument);
-    EXPECT_THROW(uv.SetPolygonValue(0, 4, {1, 2}), std::invalid_argument);
-    EXPECT_THROW(f.host.Scene().AddItem("locator", "L").Mesh(), std::invalid_argument);
-    EXPECT_EQ(f.mesh.PolygonCount(), 6u);
 }

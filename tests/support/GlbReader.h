@@ -1,5 +1,5 @@
-// Reads a .glb back: its JSON, and the numbers of any accessor from the BIN chunk, so that tests
-// can check values rather than counts.
+// Reads a .glb back, or a document's JSON and buffer: the JSON, and the numbers of any accessor
+// from the buffer, so that tests can check values rather than counts.
 #pragma once
 
 #include "support/TestFiles.h"
@@ -15,10 +15,13 @@ public:
     explicit GlbReader(const std::string& bytes) {
         if (bytes.size() < 28) return;
         uint32_t jsonLength = ReadUint32(bytes, 12);
-        json.Parse(bytes.c_str() + 20, jsonLength);
+        json.Parse<kFullPrecision>(bytes.c_str() + 20, jsonLength);
         size_t binHeader = 20 + jsonLength;
         if (bytes.size() >= binHeader + 8)
             bin = bytes.substr(binHeader + 8, ReadUint32(bytes, binHeader));
+    }
+    GlbReader(const std::string& jsonText, std::string buffer) : bin(std::move(buffer)) {
+        json.Parse<kFullPrecision>(jsonText.c_str(), jsonText.size());
     }
 
     // The accessor's numbers, widened to double, whatever their component type.
