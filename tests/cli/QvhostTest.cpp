@@ -44,7 +44,7 @@ TEST_F(Qvhost, SavePicksTheSaverByExtensionAndWritesTheLogAsJsonLines) {
         << errors;
     EXPECT_EQ(ReadBytes(scratch.Path("a.glb")).substr(0, 4), "glTF");
     EXPECT_NE(errors.find("\n  [io-status info] Root item:A\n"), std::string::npos) << errors;
-    EXPECT_NE(errors.find("\nqvhost: monitor initialized with 0 steps\n"), std::string::npos) << errors;
+    EXPECT_NE(errors.find("\nqvhost: monitor initialized with 0 steps\n"), std::string::npos);
     EXPECT_TRUE(errors.size() > 20 && errors.substr(errors.rfind("qvhost:")) ==
                                           "qvhost: gltf.bin saved " + Out("a.glb") + "\n")
         << errors;
@@ -53,16 +53,19 @@ TEST_F(Qvhost, SavePicksTheSaverByExtensionAndWritesTheLogAsJsonLines) {
     std::istringstream lines(ReadBytes(scratch.Path("log.jsonl")));
     std::string line;
     std::getline(lines, line);
-    EXPECT_EQ(line, R"({"subsystem":"io-status","level":"info","code":1,"depth":0,"text":"gltf: load/save"})");
+    EXPECT_EQ(line, R"({"subsystem":"io-status","level":"info","code":1,"depth":0,)"
+                    R"("text":"gltf: load/save"})");
     int entries = 1;
-    while (std::getline(lines, line)) {
+    for (; std::getline(lines, line); ++entries) {
         auto entry = ParseJson(line);
-        EXPECT_EQ(MemberNames(entry), (std::vector<std::string>{"subsystem", "level", "code", "depth", "text"}));
-        std::string readable = std::string(2 * entry["depth"].GetUint(), ' ') + "[" +
-                               entry["subsystem"].GetString() + " " + entry["level"].GetString() +
-                               "] " + entry["text"].GetString();
-        EXPECT_NE(errors.find(readable), std::string::npos) << readable;
-        ++entries;
+        ASSERT_TRUE(entry.IsObject()) << line;
+        EXPECT_EQ(MemberNames(entry),
+                  (std::vector<std::string>{"subsystem", "level", "code", "depth", "text"}));
+        EXPECT_NE(errors.find(std::string(2 * entry["depth"].GetUint(), ' ') + "[" +
+                              entry["subsystem"].GetString() + " " + entry["level"].GetString() +
+                              "] " + entry["text"].GetString()),
+                  std::string::npos)
+            << line;
     }
     EXPECT_GT(entries, 5);
 
@@ -72,13 +75,14 @@ TEST_F(Qvhost, SavePicksTheSaverByExtensionAndWritesTheLogAsJsonLines) {
 
 TEST_F(Qvhost, FailedSaveExitsOneWithTheBoxInTheLog) {
     std::string scene = Scene("{}");
-    EXPECT_EQ(Run("save " + scene + " " + Out("no/such/dir/e.gltf") + " --log " + Out("log.jsonl")), 1);
+    const std::string out = Out("no/such/dir/e.gltf");
+    EXPECT_EQ(Run("save " + scene + " " + out + " --log " + Out("log.jsonl")), 1);
     std::string log = ReadBytes(scratch.Path("log.jsonl"));
     EXPECT_NE(log.find(R"({"subsystem":"msgbox","level":"error","code":2147483648,"depth":0,)"
                        R"("text":"Failed to export GLTF!"})"),
               std::string::npos)
         << log;
-    EXPECT_NE(errors.find("qvhost: gltf.gltf failed to save " + Out("no/such/dir/e.gltf") + " (0x80000000)\n"),
+    EXPECT_NE(errors.find("qvhost: gltf.gltf failed to save " + out + " (0x80000000)\n"),
               std::string::npos)
         << errors;
 }
@@ -93,7 +97,8 @@ TEST_F(Qvhost, RefusedInputExitsTwoAndWritesNothing) {
     const std::string x = Out("x.glb");
     const Case cases[] = {
         {"{\n  \"items\": [", x, "/scene.json:2:13: not a JSON value"},
-        {"{\"items\": [{\"id\": \"a\", \"type\": \"teapot\"}]}", x, "/scene.json:1:32: unknown item type 'teapot'"},
+        {R"({"items": [{"id": "a", "type": "teapot"}]})", x,
+         "/scene.json:1:32: unknown item type 'teapot'"},
         {"{\"userValues\": {\"sceneio.gltf.save.exportType\": [0]}}", x,
          "/scene.json:1:49: a user value must be an integer or a string, not an array"},
         {good, Out("x.xyz"), "qvhost: no saver of the plug-in writes .xyz files"},
@@ -101,7 +106,8 @@ TEST_F(Qvhost, RefusedInputExitsTwoAndWritesNothing) {
         {good, x + " --saver gltf.fbx", "qvhost: the plug-in has no server 'gltf.fbx'"},
         {good, x + " --set novalue", "qvhost: --set takes NAME=VALUE, not 'novalue'"},
         {good, x + " --colour", "qvhost: unknown option --colour"},
-        {good, x + " --plugin /nonexistent.qv", "qvhost: cannot load plug-in /nonexistent.qv", false},
+        {good, x + " --plugin /nonexistent.qv", "qvhost: cannot load plug-in /nonexistent.qv",
+         false},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.arguments);

@@ -1,4 +1,5 @@
-// Materials in the JSON: member order, number text, alpha modes, the unlit extension, sharing.
+// Materials in the JSON: member order, number text, alpha modes, sharing. The unlit extension is
+// checked where a shader asks for it (tests/material).
 #include "DocumentTestSupport.h"
 
 using namespace doctests;
@@ -52,23 +53,6 @@ TEST(GltfMaterialWriter, AlphaModesAndDoubleSided) {
         EXPECT_STREQ(object["alphaMode"].GetString(), name) << mode;
         EXPECT_EQ(object["doubleSided"].GetBool(), mode == 2) << mode;
     }
-}
-
-TEST(GltfMaterialWriter, UnlitAddsTheExtensionAndDeclaresIt) {
-    MaterialDocument d;
-    GltfMaterial unlit("flat");
-    unlit.unlit = 1;
-    GltfMaterial other("other");
-    other.unlit = 2; // drops textures elsewhere, but is no unlit material
-    d.Write(unlit);
-    d.Write(other);
-    EXPECT_EQ(MemberNames(d.document.json->materials[1]).back(), "extensions");
-    EXPECT_EQ(ToText(d.document.json->materials[1]["extensions"]), R"({"KHR_materials_unlit":{}})");
-    EXPECT_FALSE(d.document.json->materials[2].HasMember("extensions"));
-    EXPECT_TRUE(d.document.json->materials[1].HasMember("pbrMetallicRoughness"));
-
-    d.document.FinishJson();
-    EXPECT_EQ(ToText(d.document.json->root["extensionsUsed"]), R"(["KHR_materials_unlit"])");
 }
 
 TEST(GltfMaterialWriter, SharedByAddressNotByName) {

@@ -117,37 +117,6 @@ TEST(GltfMeshWriter, EachMaterialGetsItsOwnPrimitiveAndData) {
     EXPECT_EQ(f.json()["materials"].Size(), 2u);
 }
 
-TEST(GltfMeshWriter, AttributesInOrderWithTheirValues) {
-    MeshFixture f;
-    f.SoloTriangle();
-    f.mesh->normals = {{0.1, 0, 1}};
-    for (int n = 0; n < 2; ++n) {
-        GltfColorMap* colors = f.mesh->AddColorMap();
-        colors->values = {{0.5f, 0.25f, 1, 1}, {0, 0, 0, 0.5f}};
-        colors->index = {0, 1, 0};
-        GltfUvMap* uvs = f.mesh->AddUvMap();
-        uvs->values = {{0.5f, 0.25f}, {2, -1}};
-        uvs->index = {0, 0, 1};
-    }
-    f.mesh->colorMaps[1]->index = {1, 1, 1};
-    f.mesh->uvMaps[1]->index = {1, 1, 1};
-    f.Write();
-
-    EXPECT_EQ(MemberNames(f.Primitive()["attributes"]),
-              (std::vector<std::string>{"POSITION", "NORMAL", "COLOR_0", "COLOR_1", "TEXCOORD_0",
-                                        "TEXCOORD_1"}));
-    const float n0 = static_cast<float>(0.1);
-    EXPECT_EQ(f.Floats(f.Attribute("NORMAL")), (Floats{n0, 0, 1, n0, 0, 1, n0, 0, 1}));
-    // Colours as stored, the alpha of an RGB map too.
-    EXPECT_EQ(f.Floats(f.Attribute("COLOR_0")),
-              (Floats{0.5f, 0.25f, 1, 1, 0, 0, 0, 0.5f, 0.5f, 0.25f, 1, 1}));
-    EXPECT_EQ(f.Floats(f.Attribute("COLOR_1")),
-              (Floats{0, 0, 0, 0.5f, 0, 0, 0, 0.5f, 0, 0, 0, 0.5f}));
-    // v turned over: 0.25 -> 0.75, -1 -> 2.
-    EXPECT_EQ(f.Floats(f.Attribute("TEXCOORD_0")), (Floats{0.5f, 0.75f, 0.5f, 0.75f, 2, 2}));
-    EXPECT_EQ(f.Floats(f.Attribute("TEXCOORD_1")), (Floats{2, 2, 2, 2, 2, 2}));
-}
-
 namespace {
 
 // One triangle whose three vertices have these tangent entries; the normal is (0, 0, 1)
@@ -174,14 +143,12 @@ struct TangentCase {
 
 } // namespace
 
-TEST(GltfMeshWriter, TangentsAreNormalisedWithHandedness) {
+TEST(GltfMeshWriter, TangentsAreNormalisedWithHandednessAndCheckedOnOneSide) {
     // The second basis fails the check; with no log the warning is dropped.
     TangentCase c({{2, 0, 0, 0, 1, 0}, {2, 0, 0, 0, -1, 0}, {0, 0, 0, 0, 0, 0}}, {0, 0, 1}, false);
     EXPECT_EQ(c.Tangents(), (Floats{1, 0, 0, 1, 1, 0, 0, -1, 1, 0, 0, 1}));
     EXPECT_EQ(MemberNames(c.f.Primitive()["attributes"]).back(), "TANGENT");
-}
 
-TEST(GltfMeshWriter, TangentCheckIsOneSidedAndWarnsOncePerPrimitive) {
     // Sum of t x b is 1 for t = x, b = y; the check fails when that less the sum of n is at
     // or below -2^-19.
     const std::array<float, 6> xy = {1, 0, 0, 0, 1, 0};
@@ -217,6 +184,7 @@ struct SkinnedFixture : MeshFixture {
         mesh->skins[1]->AddInfluence(2, 0.25f, 65535);
         // A translation and a scale of 2.
         node->matrix = {2, 0, 0, 0, 0, 2, 0, 0, 0, 0, 2, 0, 10, 20, 30, 1};
+        node->useMatrix = true;
     }
 };
 
@@ -241,9 +209,14 @@ TEST(GltfMeshWriter, JointsThenWeightsPerSkin) {
     EXPECT_EQ(f.Floats(f.Attribute("WEIGHTS_1")), (Floats{0, 0, 0, 0, 0, 0, 0, 0, 0.25f, 0, 0, 0}));
 }
 
-TEST(GltfMeshWriter, SkinnedMeshInWorldSpaceMovesPointsOnly) {
+// In world space a skinned mesh's points are moved by its node's matrix, and the node is written
+// decomposed; otherwise, or without a skin, nothing moves and the node keeps its matrix.
+TEST(GltfMeshWriter, SkinnedMeshInWorldSpaceMovesPointsOnlyAndDecomposesItsNode) {
     SkinnedFixture moved;
     moved.Write();
+    EXPECT_EQ(MemberNames(moved.json()["nodes"][0])[1], "rotation");
+    ASSERT_FALSE(moved.document.skins.empty());
+    EXPECT_EQ(moved.document.skins[0]->meshNode, moved.node);
     EXPECT_EQ(moved.Floats(moved.Attribute("POSITION")),
               (Floats{10, 20, 30, 12, 20, 30, 10, 22, 30}));
     EXPECT_EQ(ToText(moved.json()["accessors"][0]["min"]), "[10.0,20.0,30.0]");
@@ -254,6 +227,13 @@ TEST(GltfMeshWriter, SkinnedMeshInWorldSpaceMovesPointsOnly) {
     local.document.skinnedMeshInWorldSpace = 0;
     local.Write();
     EXPECT_EQ(local.Floats(local.Attribute("POSITION")), (Floats{0, 0, 0, 1, 0, 0, 0, 1, 0}));
+    EXPECT_EQ(MemberNames(local.json()["nodes"][0])[1], "matrix");
+    MeshFixture unskinned;
+    unskinned.SoloTriangle();
+    unskinned.node->useMatrix = true;
+    unskinned.node->matrix[12] = 3;
+    unskinned.Write();
+    EXPECT_EQ(MemberNames(unskinned.json()["nodes"][0])[1], "matrix");
 
     // The point is narrowed before it is moved: 2^24 + 1 has no float and becomes 2^24, and
     // 2^24 + 1 after the move is 2^24 again. Moved first, it would be 2^24 + 2.

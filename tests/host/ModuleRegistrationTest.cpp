@@ -20,25 +20,15 @@ CQvUser_<IQvModule> CreateModule() {
     return module;
 }
 
-std::vector<std::string> ServerNames(IQvModule* module) {
-    uint32_t count = 0;
-    EXPECT_EQ(module->ServerCount(&count), qvOk);
-    std::vector<std::string> names;
-    for (uint32_t i = 0; i < count; ++i) {
-        const char* name = nullptr;
-        EXPECT_EQ(module->ServerName(i, &name), qvOk);
-        names.emplace_back(name);
-    }
-    return names;
-}
-
 } // namespace
 
 TEST(ModuleRegistration, SecondCreateRegistersNothingAgain) {
     auto first = CreateModule();
     auto second = CreateModule();
     EXPECT_NE(first.get(), second.get());
-    EXPECT_EQ(ServerNames(second.get()).size(), 3u);
+    uint32_t count = 0;
+    EXPECT_EQ(second->ServerCount(&count), qvOk);
+    EXPECT_EQ(count, 3u);
 }
 
 TEST(ModuleRegistration, ServerObjectsAnswerTheirInterfacesOnly) {

@@ -1,5 +1,6 @@
 // The item hierarchy as glTF nodes: which items become nodes, in which order, with which
-// matrices, for the three export types.
+// matrices, for the whole scene and selected hierarchies. Selected items alone are the default
+// export (tests/saver/OptionsTest.cpp).
 #include "support/SaveFixture.h"
 
 #include <cmath>
@@ -83,36 +84,22 @@ TEST_F(NodeBuilding, ChildOfARotatedUnevenlyScaledParentGetsExactlyItsOwnStack) 
     EXPECT_EQ(Matrix(glb.json["nodes"][1]), ThroughFloat(Compose({1.5, 0.25, 1}, {-20, 10, 70}, 0, {0.5, 4, -1})));
 }
 
+// A selected item whose parent is selected too is no root of its own.
 TEST_F(NodeBuilding, SelectedHierarchyLiftsItsTopIntoWorldSpace) {
     ExportType(2);
     auto& s = host.Scene();
     auto& root = s.AddItem("locator", "Root").Position(5, 0, 0);
     auto& arm = s.AddItem("locator", "Arm", root).Position(0, 1, 0);
-    s.AddItem("locator", "Hand", arm).Position(0, 0, 2);
+    auto& hand = s.AddItem("locator", "Hand", arm).Position(0, 0, 2);
+    host.Select(hand);
     host.Select(arm);
     GlbReader glb = SaveAndRead();
+    EXPECT_EQ(CountLines("Scanning finished, rootItems:1"), 1);
     EXPECT_EQ(NodeNames(glb.json), (std::vector<std::string>{"Arm", "Hand"}));
     EXPECT_EQ(Matrix(glb.json["nodes"][0]),
               (std::vector<double>{1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0, 5, 1, 0, 1}));
     EXPECT_EQ(Matrix(glb.json["nodes"][1]),
               (std::vector<double>{1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0, 0, 0, 2, 1}));
-}
-
-TEST_F(NodeBuilding, SelectedItemsStandAloneWithWorldMatrices) {
-    ExportType(1);
-    auto& s = host.Scene();
-    auto& root = s.AddItem("locator", "Root").Position(5, 0, 0);
-    auto& arm = s.AddItem("locator", "Arm", root).Position(0, 1, 0);
-    s.AddItem("locator", "Hand", arm);
-    host.Select(root);
-    host.Select(arm);
-    GlbReader glb = SaveAndRead();
-    EXPECT_EQ(NodeNames(glb.json), (std::vector<std::string>{"Root", "Arm"}));
-    EXPECT_EQ(Indices(glb.json["scenes"][0]["nodes"]), (std::vector<unsigned>{0, 1}));
-    EXPECT_FALSE(glb.json["nodes"][0].HasMember("children"));
-    EXPECT_EQ(Matrix(glb.json["nodes"][1]),
-              (std::vector<double>{1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0, 5, 1, 0, 1}));
-    EXPECT_EQ(CountLines("   Arm"), 1);
 }
 
 TEST_F(NodeBuilding, SkippedItemsTakeTheirChildrenWithThem) {

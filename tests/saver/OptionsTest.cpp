@@ -20,8 +20,8 @@ TEST_F(SaveOptions, EachIsReadOncePerSave) {
     EXPECT_EQ(options, 11);
 }
 
-// Without user values: the selected items stand alone in world space, with their geometry,
-// materials and cameras, 16-bit indices and no tangents.
+// Without user values: the selected items stand alone in world space, without their children,
+// with their geometry, materials and cameras, 16-bit indices and no tangents.
 TEST_F(SaveOptions, MissingValuesExportTheSelectionWithEverythingButTangents) {
     auto& s = host.Scene();
     auto& parent = s.AddItem("locator", "Parent").Position(0, 5, 0);
@@ -29,6 +29,7 @@ TEST_F(SaveOptions, MissingValuesExportTheSelectionWithEverythingButTangents) {
     BuildCube(cube.Mesh());
     auto& frames = cube.Mesh().AddMap("TBAS", "Frames");
     for (uint32_t p = 0; p < 8; ++p) frames.SetPointValue(p, {1, 0, 0, 0, 1, 0});
+    s.AddItem("locator", "Lid", cube);
     auto& cam = s.AddItem("camera", "Cam");
     s.AddItem("locator", "Unselected");
     host.Select(cube);

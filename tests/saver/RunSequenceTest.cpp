@@ -16,20 +16,16 @@ class ThrowingGlobal final : public IQvGlobal, public IQvUserValueService {
 public:
     explicit ThrowingGlobal(IQvGlobal* host) : host(host) {}
     QvResult QueryInterface(const QvGuid& id, void** out) override {
-        if (id == IQvGlobal::iid || id == IQvUnknown::iid) {
-            *out = static_cast<IQvGlobal*>(this);
-            return qvOk;
-        }
-        return qvNoInterface;
+        if (id != IQvGlobal::iid && id != IQvUnknown::iid) return qvNoInterface;
+        *out = static_cast<IQvGlobal*>(this);
+        return qvOk;
     }
     uint32_t AddRef() override { return 1; }
     uint32_t Release() override { return 1; }
     QvResult LookupService(const QvGuid& id, void** out) override {
-        if (id == IQvUserValueService::iid) {
-            *out = static_cast<IQvUserValueService*>(this);
-            return qvOk;
-        }
-        return host->LookupService(id, out);
+        if (id != IQvUserValueService::iid) return host->LookupService(id, out);
+        *out = static_cast<IQvUserValueService*>(this);
+        return qvOk;
     }
     QvResult UserValueLookup(const char*, IQvUserValue**) override {
         throw std::runtime_error("user value store is gone");

@@ -66,22 +66,6 @@ TEST_F(SceneScan, WholeSceneRootsAreParentlessLocatorsOnly) {
     EXPECT_EQ(CountLines("Action:Run active:1 enabled:1"), 1);
 }
 
-TEST_F(SceneScan, SelectedHierarchyRootsSkipItemsUnderSelectedParents) {
-    auto& s = host.Scene();
-    auto& b = s.AddItem("locator", "B", s.AddItem("locator", "A"));
-    auto& c = s.AddItem("locator", "C", b);
-    auto& d = s.AddItem("locator", "D");
-    host.Select(c);
-    host.Select(b);
-    host.Select(d);
-    ExportType(2);
-    ASSERT_EQ(Save("sel.glb"), qvOk);
-    EXPECT_EQ(CountLines("Scanning finished, rootItems:2"), 1);
-    EXPECT_EQ(CountLines("Root item:B\n"), 1);
-    EXPECT_EQ(CountLines("Root item:D\n"), 1);
-    EXPECT_EQ(CountLines("Root item:C\n"), 0);
-}
-
 TEST_F(SceneScan, EnabledMasksAndWorldMatricesAreGathered) {
     auto& s = host.Scene();
     s.AddItem("mask", "Red").Set("ptag", "red").Set("enable", 1);
