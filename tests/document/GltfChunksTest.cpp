@@ -42,27 +42,6 @@ TEST(GltfChunks, ViewsStayOnTheFourByteGrid) {
     EXPECT_EQ(GltfBufferChunk::FromUint16({1, 2}).padBytes, 0u);
 }
 
-TEST(GltfChunks, OptionalMembersOfViewsAndAccessors) {
-    ChunkDocument d;
-    GltfJsonAllocator& allocator = d.document.json->allocator;
-    d.document.AddBufferView(0, 16, 0, 12, 34962);
-    rapidjson::Value min(rapidjson::kArrayType), max(rapidjson::kArrayType);
-    min.PushBack(-1.5, allocator);
-    max.PushBack(2.5, allocator);
-    EXPECT_EQ(d.document.AddAccessor(0, GltfAccessorType::Vec3, kGltfFloat, 2, 0, min, max), 0u);
-    EXPECT_TRUE(min.IsArray() && min.Empty() && max.IsArray() && max.Empty());
-    EXPECT_EQ(d.document.AddAccessor(0, GltfAccessorType::Mat4, kGltfUnsignedShort, 1, 8, min, max),
-              1u);
-
-    rapidjson::Document json = d.Finished();
-    EXPECT_EQ(ToText(json["bufferViews"]),
-              R"([{"buffer":0,"byteLength":16,"byteStride":12,"target":34962}])");
-    EXPECT_EQ(ToText(json["accessors"]),
-              R"([{"bufferView":0,"type":"VEC3","componentType":5126,"count":2,)"
-              R"("min":[-1.5],"max":[2.5]},)"
-              R"({"bufferView":0,"byteOffset":8,"type":"MAT4","componentType":5123,"count":1}])");
-}
-
 TEST(GltfChunks, NumbersAreStreamedWithTheirPad) {
     ChunkDocument d;
     d.document.AddChunk(GltfBufferChunk::FromUint16({1, 2, 0x0304}));

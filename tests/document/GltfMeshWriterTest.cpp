@@ -51,7 +51,9 @@ struct MeshFixture {
         return Primitive(primitive)["attributes"][name].GetUint();
     }
     std::vector<double> Floats(uint32_t accessor) { return glb->Values(accessor); }
-    std::vector<double> Indices(size_t primitive = 0) { return glb->Attribute(Primitive(primitive), "indices"); }
+    std::vector<double> Indices(size_t primitive = 0) {
+        return glb->Attribute(Primitive(primitive), "indices");
+    }
 
     GltfDocument document;
     GltfScene* scene;

@@ -69,16 +69,6 @@ TEST_F(LogRoutes, BoxesShowTheTextAndAreLoggedButNotCounted) {
     EXPECT_EQ(log.ErrorCount() + log.WarningCount(), 0u);
 }
 
-TEST_F(LogRoutes, VersionLineComesFromThePlatformOnce) {
-    host.Platform().build = "77";
-    host.Platform().text1 = "Linux";
-    host.Platform().text2 = "x64";
-    GltfLogMsg log;
-    EXPECT_STREQ(log.GetVersion(), "Vorn 11.2 [Build 77], Linux (x64)");
-    host.Platform().build = "78"; // built once and kept
-    EXPECT_STREQ(log.GetVersion(), "Vorn 11.2 [Build 77], Linux (x64)");
-}
-
 TEST(GltfLogMsgText, FormatsPrintfStyleAndKeepsAtMost1023Characters) {
     GltfLogMsg log; // no host: nothing is written anywhere, but the text is kept
     log.LogInfo("Scanning finished, rootItems:%d", 3);

@@ -50,7 +50,8 @@ TEST_F(NodeBuilding, WholeSceneWalksDepthFirstInChildOrder) {
     s.AddItem("groupLocator", "C", root);
     s.AddItem("locator", "Other");
     GlbReader glb = SaveAndRead();
-    EXPECT_EQ(NodeNames(glb.json), (std::vector<std::string>{"Root", "A", "A1", "B", "C", "Other"}));
+    EXPECT_EQ(NodeNames(glb.json),
+              (std::vector<std::string>{"Root", "A", "A1", "B", "C", "Other"}));
     EXPECT_EQ(Indices(glb.json["scenes"][0]["nodes"]), (std::vector<unsigned>{0, 5}));
     EXPECT_EQ(Indices(glb.json["nodes"][0]["children"]), (std::vector<unsigned>{1, 3, 4}));
     EXPECT_EQ(Indices(glb.json["nodes"][1]["children"]), (std::vector<unsigned>{2}));
@@ -78,10 +79,13 @@ TEST_F(NodeBuilding, ChildOfARotatedUnevenlyScaledParentGetsExactlyItsOwnStack) 
     auto& s = host.Scene();
     auto& parent = s.AddItem("locator", "Parent").Position(1, -2, 3).Rotation(30, -45, 60, 2);
     parent.Scale(2, 0.5, 3);
-    s.AddItem("locator", "Child", parent).Position(0.5, 4, -1).Rotation(-20, 10, 70).Scale(1.5, 0.25, 1);
+    auto& child = s.AddItem("locator", "Child", parent).Position(0.5, 4, -1);
+    child.Rotation(-20, 10, 70).Scale(1.5, 0.25, 1);
     GlbReader glb = SaveAndRead();
-    EXPECT_EQ(Matrix(glb.json["nodes"][0]), ThroughFloat(Compose({2, 0.5, 3}, {30, -45, 60}, 2, {1, -2, 3})));
-    EXPECT_EQ(Matrix(glb.json["nodes"][1]), ThroughFloat(Compose({1.5, 0.25, 1}, {-20, 10, 70}, 0, {0.5, 4, -1})));
+    EXPECT_EQ(Matrix(glb.json["nodes"][0]),
+              ThroughFloat(Compose({2, 0.5, 3}, {30, -45, 60}, 2, {1, -2, 3})));
+    EXPECT_EQ(Matrix(glb.json["nodes"][1]),
+              ThroughFloat(Compose({1.5, 0.25, 1}, {-20, 10, 70}, 0, {0.5, 4, -1})));
 }
 
 // A selected item whose parent is selected too is no root of its own.

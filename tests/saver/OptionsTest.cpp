@@ -40,9 +40,12 @@ TEST_F(SaveOptions, MissingValuesExportTheSelectionWithEverythingButTangents) {
               R"({"name":"Cube","matrix":[1.0,0.0,0.0,0.0,0.0,1.0,0.0,0.0,0.0,0.0,1.0,0.0,)"
               R"(1.0,5.0,0.0,1.0],"mesh":0})");
     const auto& primitive = glb.Primitive(0, 0);
-    EXPECT_EQ(MemberNames(primitive["attributes"]), (std::vector<std::string>{"POSITION", "NORMAL"}));
-    EXPECT_EQ(glb.json["accessors"][primitive["indices"].GetUint()]["componentType"].GetUint(), 5123u);
-    EXPECT_STREQ(glb.json["materials"][primitive["material"].GetUint()]["name"].GetString(), "Default");
+    EXPECT_EQ(MemberNames(primitive["attributes"]),
+              (std::vector<std::string>{"POSITION", "NORMAL"}));
+    const auto& indices = glb.json["accessors"][primitive["indices"].GetUint()];
+    EXPECT_EQ(indices["componentType"].GetUint(), 5123u);
+    const auto& material = glb.json["materials"][primitive["material"].GetUint()];
+    EXPECT_STREQ(material["name"].GetString(), "Default");
     EXPECT_EQ(glb.json["cameras"].Size(), 1u);
 }
 

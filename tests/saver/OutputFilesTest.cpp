@@ -39,7 +39,8 @@ TEST_F(OutputFiles, EmptyGlbIsHeaderPaddedJsonAndEmptyBinChunk) {
     EXPECT_EQ(ReadUint32(bytes, 12), padded);
     EXPECT_EQ(bytes.substr(16, 4), "JSON");
     EXPECT_EQ(bytes.substr(20, jsonLength), emptyDocumentJson);
-    EXPECT_EQ(bytes.substr(20 + jsonLength, padded - jsonLength), std::string(padded - jsonLength, ' '));
+    EXPECT_EQ(bytes.substr(20 + jsonLength, padded - jsonLength),
+              std::string(padded - jsonLength, ' '));
     EXPECT_EQ(ReadUint32(bytes, 20 + padded), 0u);
     EXPECT_EQ(bytes.substr(24 + padded, 4), std::string("BIN\0", 4));
 }
@@ -47,7 +48,8 @@ TEST_F(OutputFiles, EmptyGlbIsHeaderPaddedJsonAndEmptyBinChunk) {
 TEST_F(OutputFiles, EmptyGltfNamesItsZeroByteBin) {
     ASSERT_EQ(Save("empty.gltf"), qvOk);
     std::string expected = emptyDocumentJson;
-    expected.replace(expected.find(R"({"byteLength":0})"), 16, R"({"byteLength":0,"uri":"empty.bin"})");
+    expected.replace(expected.find(R"({"byteLength":0})"), 16,
+                     R"({"byteLength":0,"uri":"empty.bin"})");
     EXPECT_EQ(FileText("empty.gltf"), expected);
     EXPECT_EQ(Files(), (std::vector<std::string>{"empty.bin", "empty.gltf"}));
     EXPECT_EQ(fs::file_size(scratch.Path("empty.bin")), 0u);

@@ -64,11 +64,14 @@ TEST(SceneHostSelection, PacketsAndTheListGiveTheSameItemsInSelectionOrder) {
     ASSERT_EQ(selection->PacketTranslation("item", translation.out()), qvOk);
     std::vector<std::string> byPacket, byList;
     ComRef<IQvItem> item;
-    for (const void* p = selection->SelectionNext(nullptr, itemType); p; p = selection->SelectionNext(p, itemType))
-        if (QvSucceeded(translation->PacketItem(p, item.out()))) byPacket.push_back(NameOf(item.get()));
+    const void* p = nullptr;
+    while ((p = selection->SelectionNext(p, itemType)))
+        if (QvSucceeded(translation->PacketItem(p, item.out())))
+            byPacket.push_back(NameOf(item.get()));
     selection->SelectedItemCount(&count);
     for (uint32_t i = 0; i < count; ++i)
-        if (QvSucceeded(selection->SelectedItemByIndex(i, item.out()))) byList.push_back(NameOf(item.get()));
+        if (QvSucceeded(selection->SelectedItemByIndex(i, item.out())))
+            byList.push_back(NameOf(item.get()));
     EXPECT_EQ(byPacket, (std::vector<std::string>{"A", "B"}));
     EXPECT_EQ(byList, byPacket);
 
@@ -104,7 +107,8 @@ TEST(SceneHostServices, InstancesAndDeformGroupsFollowTheirGraphs) {
     Scene& scene = host.Scene();
     Item& cube = scene.AddItem("mesh", "Cube");
     Item& copy = scene.AddItem("meshInst", "Copy").Link("source", cube);
-    Item& group = scene.AddItem("deformGroup", "Skin").Link("deformers", scene.AddItem("locator", "Joint"));
+    Item& group = scene.AddItem("deformGroup", "Skin");
+    group.Link("deformers", scene.AddItem("locator", "Joint"));
     group.Link("deformers", cube);
     ComRef<IQvItem> source;
     EXPECT_EQ(Service<IQvSceneService>(host)->InstanceSource(&copy, source.out()), qvOk);

@@ -16,7 +16,9 @@ struct Vec3 {
     double x, y, z;
 };
 Vec3 Sub(Vec3 a, Vec3 b) { return {a.x - b.x, a.y - b.y, a.z - b.z}; }
-Vec3 Cross(Vec3 a, Vec3 b) { return {a.y * b.z - a.z * b.y, a.z * b.x - a.x * b.z, a.x * b.y - a.y * b.x}; }
+Vec3 Cross(Vec3 a, Vec3 b) {
+    return {a.y * b.z - a.z * b.y, a.z * b.x - a.x * b.z, a.x * b.y - a.y * b.x};
+}
 double Dot(Vec3 a, Vec3 b) { return a.x * b.x + a.y * b.y + a.z * b.z; }
 
 struct Fixture {
@@ -108,7 +110,8 @@ TEST(SceneHostMesh, DegeneratePolygonsStillGiveTrianglesOnceGeneratedForThem) {
     Fixture f;
     uint32_t line = f.Polygon({{0, 0, 0}, {1, 0, 0}, {2, 0, 0}, {3, 0, 0}, {4, 0, 0}});
     uint32_t spot = f.Polygon({{1, 1, 1}, {1, 1, 1}, {1, 1, 1}, {1, 1, 1}});
-    uint32_t bowtie = f.Polygon({{0, 0, 0}, {2, 2, 0}, {2, 0, 0}, {0, 2, 0}, {-1, 1, 0}, {-1, 0.5f, 0}});
+    uint32_t bowtie =
+        f.Polygon({{0, 0, 0}, {2, 2, 0}, {2, 0, 0}, {0, 2, 0}, {-1, 1, 0}, {-1, 0.5f, 0}});
     uint32_t last = f.Polygon({{5, 0, 0}, {6, 0, 0}, {6, 1, 0}});
     ComRef<IQvPolygon> p = f.polygons();
     QvPointId a, b, c;
@@ -185,7 +188,8 @@ TEST(SceneHostMesh, PolygonValuesComeBeforePointValuesAndNoValueAnswersFalse) {
     uint32_t a = f.mesh.AddPoint(0, 0, 0), b = f.mesh.AddPoint(1, 0, 0),
              c = f.mesh.AddPoint(1, 1, 0), d = f.mesh.AddPoint(0, 1, 0);
     uint32_t left = f.mesh.AddPolygon({a, b, c}), right = f.mesh.AddPolygon({a, c, d});
-    f.mesh.AddMap("TXUV", "Texture").SetPointValue(c, {0.5f, 0.6f}).SetPolygonValue(right, 1, {0.9f, 0.8f});
+    MeshMap& texture = f.mesh.AddMap("TXUV", "Texture").SetPointValue(c, {0.5f, 0.6f});
+    texture.SetPolygonValue(right, 1, {0.9f, 0.8f}); // the right triangle's own value at c
     f.mesh.AddMap("WGHT", "Arm").SetPointValue(a, {0.5f});
     QvMapId uv = f.mesh.MapId(0), weight = f.mesh.MapId(1);
     QvPointId pa = f.mesh.PointId(a), pc = f.mesh.PointId(c), pd = f.mesh.PointId(d);

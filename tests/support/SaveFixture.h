@@ -35,7 +35,7 @@ protected:
     }
     void TearDown() override {
         plugin.reset();
-        EXPECT_EQ(host.HeldReferences(), 0) << "references on host objects that were never released";
+        EXPECT_EQ(host.HeldReferences(), 0) << "references on host objects never released";
         EXPECT_EQ(host.Count("OverRelease"), 0) << "releases without a matching AddRef";
     }
 
@@ -82,7 +82,8 @@ protected:
     }
     static std::vector<std::string> NodeNames(const rapidjson::Value& doc) {
         std::vector<std::string> names;
-        for (const auto& node : doc["nodes"].GetArray()) names.emplace_back(node["name"].GetString());
+        for (const auto& node : doc["nodes"].GetArray())
+            names.emplace_back(node["name"].GetString());
         return names;
     }
 
