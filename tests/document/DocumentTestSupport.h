@@ -1,5 +1,4 @@
-// Shared fixtures of the document tests: a scratch directory per test, host-form paths into
-// it, and the JSON of a document built in memory.
+// Shared helpers of the document tests: the JSON of a document built in memory.
 #pragma once
 
 #include "document/GltfDocument.h"
@@ -8,13 +7,7 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
-#include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <string>
-#include <unistd.h>
-#include <vector>
 
 namespace doctests {
 

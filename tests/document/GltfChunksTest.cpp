@@ -42,27 +42,6 @@ TEST(GltfChunks, ViewsStayOnTheFourByteGrid) {
     EXPECT_EQ(GltfBufferChunk::FromUint16({1, 2}).padBytes, 0u);
 }
 
-TEST(GltfChunks, OptionalMembersOfViewsAndAccessors) {
-    ChunkDocument d;
-    GltfJsonAllocator& allocator = d.document.json->allocator;
-    d.document.AddBufferView(0, 16, 0, 12, 34962);
-    rapidjson::Value min(rapidjson::kArrayType), max(rapidjson::kArrayType);
-    min.PushBack(-1.5, allocator);
-    max.PushBack(2.5, allocator);
-    EXPECT_EQ(d.document.AddAccessor(0, GltfAccessorType::Vec3, kGltfFloat, 2, 0, min, max), 0u);
-    EXPECT_TRUE(min.IsArray() && min.Empty() && max.IsArray() && max.Empty());
-    EXPECT_EQ(d.document.AddAccessor(0, GltfAccessorType::Mat4, kGltfUnsignedShort, 1, 8, min, max),
-              1u);
-
-    rapidjson::Document json = d.Finished();
-    EXPECT_EQ(ToText(json["bufferViews"]),
-              R"([{"buffer":0,"byteLength":16,"byteStride":12,"target":34962}])");
-    EXPECT_EQ(ToText(json["accessors"]),
-              R"([{"bufferView":0,"type":"VEC3","componentType":5126,"count":2,)"
-              R"("min":[-1.5],"max":[2.5]},)"
-              R"({"bufferView":0,"byteOffset":8,"type":"MAT4","componentType":5123,"count":1}])");
-}
-
 TEST(GltfChunks, NumbersAreStreamedWithTheirPad) {
     ChunkDocument d;
     d.document.AddChunk(GltfBufferChunk::FromUint16({1, 2, 0x0304}));
@@ -108,24 +87,4 @@ TEST(GltfChunks, GltfImagesAreCopiedButNeverOntoThemselves) {
     EXPECT_EQ(d.Streamed(true, scratch.Host("")), "");
     EXPECT_EQ(d.Streamed(true, scratch.Host("out") + "\\..\\"), "");
     EXPECT_EQ(ReadBytes(scratch.Path("image.png")), std::string("PNG\0data", 8));
-}
-
-TEST(GltfChunks, GlbBinChunkHoldsTheBufferBytes) {
-    ChunkDocument d;
-    d.document.AddChunkView(GltfBufferChunk::FromUint16({5, 6, 7}));
-    d.document.AddChunkView(GltfBufferChunk::FromFloats({0.5f}));
-    d.document.WriteScenes();
-    d.document.FinishJson();
-    GltfStringStream glb;
-    d.document.WriteGlb(d.document.json->root, glb);
-
-    const std::string& bytes = glb.Bytes();
-    const uint32_t jsonChunk = ReadUint32(bytes, 12);
-    const size_t bin = 20 + jsonChunk;
-    ASSERT_EQ(bytes.size(), bin + 8 + 12);
-    EXPECT_EQ(ReadUint32(bytes, 8), bytes.size());
-    EXPECT_EQ(ReadUint32(bytes, bin), 12u);
-    rapidjson::Document json = ParseJson(bytes.substr(20, jsonChunk));
-    EXPECT_EQ(json["buffers"][0]["byteLength"].GetUint(), 12u);
-    EXPECT_EQ(bytes.substr(bin + 8), std::string("\x05\0\x06\0\x07\0\0\0\0\0\0\x3f", 12));
 }

@@ -1,4 +1,5 @@
-// Materials in the JSON: member order, number text, alpha modes, the unlit extension, sharing.
+// Materials in the JSON: alpha modes and sharing. Member order, number text and the unlit
+// extension are checked on saved shaders (tests/material/ShaderTreeTest.cpp).
 #include "DocumentTestSupport.h"
 
 using namespace doctests;
@@ -19,24 +20,8 @@ struct MaterialDocument {
 
 } // namespace
 
-TEST(GltfMaterialWriter, MembersInOrderWithFloatsShownAsDoubles) {
-    MaterialDocument d;
-    GltfMaterial material("steel");
-    material.emissiveFactor = {0.1, 0, 1};
-    material.alphaMode = GltfAlphaMode::Mask;
-    material.alphaCutoff = 0.25f;
-    material.baseColorFactor = {0.1, 0.2, 0.3, 1};
-    material.metallicFactor = 0.1f;
-    material.roughnessFactor = 0.5f;
-    EXPECT_EQ(d.Write(material), 1u) << "material 0 is the default";
-    // Colours are doubles as stored; the two factors are floats. No cut-off member.
-    EXPECT_EQ(d.Text(1), R"({"name":"steel","emissiveFactor":[0.1,0.0,1.0],"alphaMode":"MASK",)"
-                         R"("doubleSided":false,"pbrMetallicRoughness":{)"
-                         R"("baseColorFactor":[0.1,0.2,0.3,1.0],)"
-                         R"("metallicFactor":0.10000000149011612,"roughnessFactor":0.5}})");
-    EXPECT_FALSE(d.document.usesUnlit);
-}
-
+// Material 0 is the default one. An unknown mode is written as opaque; the cut-off is never
+// written, not even for a mask.
 TEST(GltfMaterialWriter, AlphaModesAndDoubleSided) {
     MaterialDocument d;
     const std::pair<uint32_t, const char*> modes[] = {
@@ -47,28 +32,14 @@ TEST(GltfMaterialWriter, AlphaModesAndDoubleSided) {
         GltfMaterial& material = *materials.back();
         material.alphaMode = static_cast<GltfAlphaMode>(mode);
         material.doubleSided = mode == 2;
+        material.alphaCutoff = 0.25f;
         const uint32_t index = d.Write(material);
+        EXPECT_EQ(index, materials.size());
         const rapidjson::Value& object = d.document.json->materials[index];
         EXPECT_STREQ(object["alphaMode"].GetString(), name) << mode;
         EXPECT_EQ(object["doubleSided"].GetBool(), mode == 2) << mode;
+        EXPECT_FALSE(object.HasMember("alphaCutoff")) << mode;
     }
-}
-
-TEST(GltfMaterialWriter, UnlitAddsTheExtensionAndDeclaresIt) {
-    MaterialDocument d;
-    GltfMaterial unlit("flat");
-    unlit.unlit = 1;
-    GltfMaterial other("other");
-    other.unlit = 2; // drops textures elsewhere, but is no unlit material
-    d.Write(unlit);
-    d.Write(other);
-    EXPECT_EQ(MemberNames(d.document.json->materials[1]).back(), "extensions");
-    EXPECT_EQ(ToText(d.document.json->materials[1]["extensions"]), R"({"KHR_materials_unlit":{}})");
-    EXPECT_FALSE(d.document.json->materials[2].HasMember("extensions"));
-    EXPECT_TRUE(d.document.json->materials[1].HasMember("pbrMetallicRoughness"));
-
-    d.document.FinishJson();
-    EXPECT_EQ(ToText(d.document.json->root["extensionsUsed"]), R"(["KHR_materials_unlit"])");
 }
 
 TEST(GltfMaterialWriter, SharedByAddressNotByName) {

@@ -1,4 +1,6 @@
-// Scenes and nodes in the JSON: numbering, member order, the two transform forms.
+// Nodes in the JSON: meshes left out, and the two transform forms. Numbering and member order
+// are checked on saved scenes (tests/saver/NodeBuildingTest.cpp), and which form a skinned
+// mesh's node takes with its mesh (GltfMeshWriterTest.cpp).
 #include "DocumentTestSupport.h"
 
 #include <cmath>
@@ -15,18 +17,6 @@ struct SceneBuilder {
         parent->AddChild(node);
         return node;
     }
-    // A mesh that has something to write: one point, one primitive of one triangle.
-    GltfMesh* AddMesh(GltfNode* node) {
-        GltfMesh* mesh = scene->CreateMesh();
-        mesh->AddPosition(0, 0, 0);
-        mesh->normals.push_back({0, 0, 1});
-        mesh->pointIndex = {0, 0, 0};
-        mesh->normalIndex = {0, 0, 0};
-        mesh->primitives["material"].triangles.push_back(0);
-        node->SetMesh(mesh);
-        return mesh;
-    }
-
     GltfDocument document;
     GltfScene* scene;
 };
@@ -34,38 +24,9 @@ struct SceneBuilder {
 bool Contains(const std::string& text, const std::string& part) {
     return text.find(part) != std::string::npos;
 }
-
-double ThroughFloat(double value) {
-    return static_cast<float>(value);
-}
+double ThroughFloat(double value) { return static_cast<float>(value); }
 
 } // namespace
-
-TEST(GltfNodes, TreeIsNumberedDepthFirstWithChildrenLast) {
-    SceneBuilder s;
-    GltfNode* a = s.Add("A", s.scene);
-    GltfNode* b = s.Add("B", a);
-    s.Add("C", b);
-    s.Add("D", a);
-    s.Add("E", s.scene);
-    s.scene->CreateNode("never attached");
-    s.AddMesh(a);
-    a->SetCamera(std::make_unique<GltfCamera>("cam"));
-
-    const std::string text = BuildJsonText(s.document);
-    EXPECT_TRUE(Contains(text, R"("scenes":[{"nodes":[0,4]}])")) << text;
-    EXPECT_TRUE(Contains(text, R"("nodes":[{"name":"A","mesh":0,"camera":0,"children":[1,3]},)"
-                               R"({"name":"B","children":[2]},{"name":"C"},{"name":"D"},)"
-                               R"({"name":"E"}])"))
-        << text;
-    EXPECT_TRUE(Contains(text, R"("meshes":[{"primitives":[{"indices":1,"mode":4,"material":0,)"
-                               R"("attributes":{"POSITION":0,"NORMAL":2}}]}])"))
-        << text;
-    EXPECT_TRUE(Contains(text, R"("cameras":[{"name":"cam","type":"perspective",)"
-                               R"("perspective":{"znear":0.01,"yfov":0.8726}}]})"))
-        << text;
-    EXPECT_EQ(s.document.nodeIds.at(b), 1u);
-}
 
 TEST(GltfNodes, MeshWithNothingToWriteIsLeftOut) {
     SceneBuilder s;
@@ -89,17 +50,6 @@ TEST(GltfNodes, IdentityWritesNoTransformInEitherForm) {
     last->matrix[15] = 0.5;
     EXPECT_TRUE(Contains(BuildJsonText(s.document),
                          R"("nodes":[{"name":""},{"name":"decomposed"},{"name":"last","matrix":)"));
-}
-
-TEST(GltfNodes, MatrixValuesPassThroughFloat) {
-    SceneBuilder s;
-    GltfNode* node = s.Add("m", s.scene);
-    node->useMatrix = true;
-    node->matrix[12] = 0.1;
-    node->matrix[13] = 2.5;
-    EXPECT_TRUE(Contains(BuildJsonText(s.document),
-                         R"({"name":"m","matrix":[1.0,0.0,0.0,0.0,0.0,1.0,0.0,0.0,0.0,0.0,1.0,)"
-                         R"(0.0,0.10000000149011612,2.5,0.0,1.0]})"));
 }
 
 // The scale stays inside the quaternion: a uniform scale of 2 gives w = sqrt(7) / 2.
@@ -144,33 +94,4 @@ TEST(GltfNodes, DecomposeFollowsTheRowVectorLayout) {
     node.matrix = {-3, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1};
     node.DecomposeMatrix();
     EXPECT_EQ(node.scale, (GltfVec3{3, 1, 1}));
-}
-
-TEST(GltfNodes, SkinnedMeshInWorldSpaceIsWrittenDecomposed) {
-    struct Case {
-        uint32_t worldSpace;
-        bool skinned;
-        const char* transform;
-    };
-    for (const Case& c :
-         {Case{1, true, "rotation"}, Case{0, true, "matrix"}, Case{1, false, "matrix"}}) {
-        SceneBuilder s;
-        s.document.skinnedMeshInWorldSpace = c.worldSpace;
-        GltfNode* node = s.Add("skinned", s.scene);
-        node->useMatrix = true;
-        node->matrix[12] = 3;
-        GltfMesh* mesh = s.AddMesh(node);
-        if (c.skinned) {
-            mesh->skins.push_back(std::make_unique<GltfSkin>());
-            mesh->skins[0]->Resize(1);
-        }
-
-        rapidjson::Document json = ParseJson(BuildJsonText(s.document));
-        EXPECT_EQ(MemberNames(json["nodes"][0])[1], c.transform)
-            << "world space " << c.worldSpace << ", skinned " << c.skinned;
-        ASSERT_EQ(s.document.skins.size(), c.skinned ? 1u : 0u);
-        if (c.skinned) {
-            EXPECT_EQ(s.document.skins[0]->meshNode, node);
-        }
-    }
 }

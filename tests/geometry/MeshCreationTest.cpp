@@ -1,14 +1,16 @@
 // Host meshes as glTF meshes: points, triangles, primitives by material tag, the 16-bit limit,
 // and the vertex maps that become attributes.
 #include "MeshData.h"
-#include "support/GlbReader.h"
+#include "MeshGenerate.h"
 #include "support/MeshBuilders.h"
 #include "support/SaveFixture.h"
 
 #include <cmath>
+#include <set>
 
 using namespace testsupport;
 using scenehost::MeshData;
+using scenehost::MeshMap;
 
 namespace {
 
@@ -25,14 +27,16 @@ class MeshCreation : public SaveFixture {
 protected:
     void SetUp() override {
         SaveFixture::SetUp();
-        host.SetUserInt("sceneio.gltf.save.exportType", 0);
+        ExportType(0);
     }
     MeshData& AddMesh(const char* name) { return host.Scene().AddItem("mesh", name).Mesh(); }
-    GlbReader SaveAndRead(const std::string& file = "mesh.glb") {
-        EXPECT_EQ(Save(file), qvOk);
-        return GlbReader(FileText(file));
-    }
 };
+
+// A map's value at a corner: the polygon's own, else the point's.
+const float* ValueAt(const MeshMap& map, const MeshData& mesh, uint32_t corner) {
+    const float* own = map.CornerValue(corner);
+    return own ? own : map.PointValue(mesh.CornerPoint(corner));
+}
 
 } // namespace
 
@@ -52,27 +56,8 @@ TEST_F(MeshCreation, CubeOfSixQuads) {
     std::vector<double> normals = glb.Attribute(primitive, "NORMAL");
     for (size_t i = 0; i < normals.size(); ++i)
         EXPECT_NEAR(std::fabs(normals[i]), 1 / std::sqrt(3.0), 1e-6) << i;
-    EXPECT_EQ(JsonText(glb.json["accessors"][primitive["attributes"]["POSITION"].GetUint()]["min"]),
-              "[0.0,0.0,0.0]");
-}
-
-TEST_F(MeshCreation, OnePrimitivePerMaterialTagInFirstSeenOrder) {
-    MeshData& mesh = AddMesh("Two");
-    BuildCube(mesh, "Blue");
-    mesh.SetPolygonTag(1, QvFourCC('M', 'A', 'T', 'R'), "Red");
-    mesh.SetPolygonTag(3, QvFourCC('M', 'A', 'T', 'R'), "Red");
-    GlbReader glb = SaveAndRead();
-    const auto& primitives = glb.json["meshes"][0]["primitives"];
-    ASSERT_EQ(primitives.Size(), 2u);
-    EXPECT_EQ(glb.Attribute(primitives[0], "indices").size(), 24u);
-    EXPECT_EQ(glb.Attribute(primitives[1], "indices").size(), 12u);
-    EXPECT_EQ(CountLines("   material:Blue polyInds:8"), 1);
-    EXPECT_EQ(CountLines("   material:Red polyInds:4"), 1);
-    // Tags without a mask get a material of their own name, written in primitive order after
-    // the default material.
-    EXPECT_EQ(primitives[0]["material"].GetUint(), 1u);
-    EXPECT_EQ(primitives[1]["material"].GetUint(), 2u);
-    EXPECT_STREQ(glb.json["materials"][1]["name"].GetString(), "Blue");
+    const auto& position = glb.json["accessors"][primitive["attributes"]["POSITION"].GetUint()];
+    EXPECT_EQ(JsonText(position["min"]), "[0.0,0.0,0.0]");
 }
 
 TEST_F(MeshCreation, SixteenBitLimitCountsCornersOfTheWholeMesh) {
@@ -121,64 +106,47 @@ TEST_F(MeshCreation, UntaggedPolygonsAreNeverWritten) {
     EXPECT_EQ(CountLines("   polyInds:36"), 1);
 }
 
-TEST_F(MeshCreation, UvSetsAreNumberedByNameAndDistortionIsLeftOut) {
+// Vertex maps become attributes in a fixed order: RGB colours, then RGBA, then UV sets by name
+// whatever their order in the host, and the distortion map none. Values as stored, with v turned
+// over; an RGB colour keeps alpha 0, and a corner that a UV map does not cover gets (0, 0).
+TEST_F(MeshCreation, VertexMapsBecomeAttributesInAFixedOrder) {
     MeshData& mesh = AddMesh("Mapped");
     BuildCube(mesh);
+    auto& half = mesh.AddMap("TXUV", "half");
     auto& b = mesh.AddMap("TXUV", "b");
+    auto& rgba = mesh.AddMap("RGBA", "Alpha");
     auto& a = mesh.AddMap("TXUV", "A");
     auto& distortion = mesh.AddMap("TXUV", "UV Distortion");
+    auto& rgb = mesh.AddMap("RGB ", "Plain");
     for (uint32_t p = 0; p < 8; ++p) {
         b.SetPointValue(p, {0.5f, 0.5f});
         a.SetPointValue(p, {0.25f, 0.25f});
         distortion.SetPointValue(p, {1, 1});
-    }
-    GlbReader glb = SaveAndRead();
-    const auto& attributes = glb.Primitive(0, 0)["attributes"];
-    EXPECT_TRUE(attributes.HasMember("TEXCOORD_0"));
-    EXPECT_TRUE(attributes.HasMember("TEXCOORD_1"));
-    EXPECT_FALSE(attributes.HasMember("TEXCOORD_2"));
-    // A is set 0 although b was made first; v is flipped on the way out.
-    EXPECT_EQ(glb.Attribute(glb.Primitive(0, 0), "TEXCOORD_0")[1], 0.75);
-    EXPECT_EQ(glb.Attribute(glb.Primitive(0, 0), "TEXCOORD_1")[1], 0.5);
-    EXPECT_EQ(CountLines("   uv vmap:A count:8") + CountLines("   uv vmap:A count:0") +
-                  CountLines("   uv vmap:A count:16"),
-              1);
-}
-
-TEST_F(MeshCreation, HalfMappedUvGivesZeroOneToUncoveredCorners) {
-    MeshData& mesh = AddMesh("Half");
-    BuildCube(mesh);
-    auto& uv = mesh.AddMap("TXUV", "Texture");
-    const uint32_t* top = mesh.PolygonPoints(0);
-    for (uint32_t c = 0; c < 4; ++c) uv.SetPolygonValue(0, c, {0.5f, 0.25f});
-    (void)top;
-    GlbReader glb = SaveAndRead();
-    std::vector<double> uvs = glb.Attribute(glb.Primitive(0, 0), "TEXCOORD_0");
-    size_t mapped = 0, unmapped = 0;
-    for (size_t i = 0; i < uvs.size(); i += 2) {
-        if (uvs[i] == 0.5 && uvs[i + 1] == 0.75) ++mapped;
-        if (uvs[i] == 0.0 && uvs[i + 1] == 1.0) ++unmapped;
-    }
-    EXPECT_EQ(mapped, 4u);
-    EXPECT_EQ(mapped + unmapped, uvs.size() / 2);
-}
-
-TEST_F(MeshCreation, RgbColoursKeepAlphaZeroAndRgbaMapsFollowThem) {
-    MeshData& mesh = AddMesh("Painted");
-    BuildCube(mesh);
-    auto& rgba = mesh.AddMap("RGBA", "Alpha");
-    auto& rgb = mesh.AddMap("RGB ", "Plain");
-    for (uint32_t p = 0; p < 8; ++p) {
         rgb.SetPointValue(p, {1, 0.5f, 0.25f});
         rgba.SetPointValue(p, {0, 0, 1, 0.5f});
     }
+    for (uint32_t c = 0; c < 4; ++c) half.SetPolygonValue(0, c, {0.5f, 0.25f});
     GlbReader glb = SaveAndRead();
-    std::vector<double> first = glb.Attribute(glb.Primitive(0, 0), "COLOR_0");
-    std::vector<double> second = glb.Attribute(glb.Primitive(0, 0), "COLOR_1");
-    EXPECT_EQ(std::vector<double>(first.begin(), first.begin() + 4),
-              (std::vector<double>{1, 0.5, 0.25, 0}));
-    EXPECT_EQ(std::vector<double>(second.begin(), second.begin() + 4),
-              (std::vector<double>{0, 0, 1, 0.5}));
+    const auto& primitive = glb.Primitive(0, 0);
+    EXPECT_EQ(MemberNames(primitive["attributes"]),
+              (std::vector<std::string>{"POSITION", "NORMAL", "COLOR_0", "COLOR_1", "TEXCOORD_0",
+                                        "TEXCOORD_1", "TEXCOORD_2"}));
+    auto first = [&](const char* attribute, size_t n) {
+        std::vector<double> values = glb.Attribute(primitive, attribute);
+        return std::vector<double>(values.begin(), values.begin() + n);
+    };
+    EXPECT_EQ(first("COLOR_0", 4), (std::vector<double>{1, 0.5, 0.25, 0}));
+    EXPECT_EQ(first("COLOR_1", 4), (std::vector<double>{0, 0, 1, 0.5}));
+    EXPECT_EQ(first("TEXCOORD_0", 2), (std::vector<double>{0.25, 0.75}));
+    EXPECT_EQ(first("TEXCOORD_1", 2), (std::vector<double>{0.5, 0.5}));
+    std::vector<double> uvs = glb.Attribute(primitive, "TEXCOORD_2");
+    size_t mapped = 0, unmapped = 0;
+    for (size_t i = 0; i < uvs.size(); i += 2) {
+        mapped += uvs[i] == 0.5 && uvs[i + 1] == 0.75;
+        unmapped += uvs[i] == 0.0 && uvs[i + 1] == 1.0;
+    }
+    EXPECT_EQ(mapped, 4u);
+    EXPECT_EQ(mapped + unmapped, uvs.size() / 2);
     EXPECT_EQ(CountLines("   vcolRGB vmap:Plain"), 1);
     EXPECT_EQ(CountLines("   vcolRGBA vmap:Alpha"), 1);
 }
@@ -212,4 +180,63 @@ TEST_F(MeshCreation, TangentMapsAreReadOnlyWhenAskedFor) {
     GlbReader framed = SaveAndRead("framed.glb");
     EXPECT_TRUE(framed.Primitive(0, 0)["attributes"].HasMember("TANGENT"));
     EXPECT_EQ(CountLines("   vTbasis vmap:Frames"), 1);
+}
+
+// A generated torus, read back corner by corner: each triangle corner, in the host's triangulation
+// and in the primitive of its polygon's material tag (in the order first met), has the position,
+// unit normal, UV (v turned over) and colour that the scene gives that corner, also along the
+// seams where polygons keep UVs of their own.
+TEST_F(MeshCreation, GeneratedTorusComesBackCornerForCorner) {
+    MeshData& mesh = AddMesh("Torus");
+    scenehost::GenerateOptions options;
+    options.triangles = 8000;
+    options.normalMap = "Normals";
+    scenehost::GenerateMesh(mesh, options);
+    ASSERT_GT(mesh.PointCount(), 3000u);
+    const MeshMap& uv = *mesh.FindMap(scenehost::kMapUv, "Texture");
+    const MeshMap& color = *mesh.FindMap(scenehost::kMapRgba, "Color");
+    const MeshMap& normal = *mesh.FindMap(scenehost::kMapNormal, "Normals");
+    std::vector<std::string> materials;
+    std::vector<std::vector<uint32_t>> corners; // per material, in polygon order
+    for (uint32_t p = 0; p < mesh.PolygonCount(); ++p) {
+        const std::string tag = mesh.Tag(p, scenehost::kTagMaterial);
+        size_t m = std::find(materials.begin(), materials.end(), tag) - materials.begin();
+        if (m == materials.size()) materials.push_back(tag), corners.emplace_back();
+        for (uint32_t t = 0, triangle[3]; t < mesh.TriangleCount(p); ++t) {
+            mesh.TriangleCorners(p, t, triangle);
+            corners[m].insert(corners[m].end(), triangle, triangle + 3);
+        }
+    }
+    GlbReader glb = SaveAndRead();
+    ASSERT_EQ(glb.json["meshes"][0]["primitives"].Size(), materials.size());
+    for (size_t m = 0; m < materials.size(); ++m) {
+        SCOPED_TRACE(materials[m]);
+        const auto& primitive = glb.Primitive(0, unsigned(m));
+        // A tag without a mask is a material of that name, after the default one.
+        EXPECT_EQ(primitive["material"].GetUint(), m + 1);
+        EXPECT_EQ(glb.json["materials"][unsigned(m + 1)]["name"].GetString(), materials[m]);
+        auto values = [&](const char* attribute) { return glb.Attribute(primitive, attribute); };
+        std::vector<double> indices = values("indices"), xyz = values("POSITION");
+        std::vector<double> n = values("NORMAL"), st = values("TEXCOORD_0");
+        std::vector<double> rgba = values("COLOR_0");
+        ASSERT_EQ(indices.size(), corners[m].size());
+        EXPECT_EQ(std::set<double>(indices.begin(), indices.end()).size(), xyz.size() / 3);
+        int wrong = 0;
+        for (size_t k = 0; k < indices.size() && wrong < 3; ++k) {
+            const uint32_t corner = corners[m][k];
+            const size_t v = size_t(indices[k]);
+            const float* position = mesh.Position(mesh.CornerPoint(corner));
+            const float* direction = ValueAt(normal, mesh, corner);
+            const float* texture = ValueAt(uv, mesh, corner);
+            const float* paint = ValueAt(color, mesh, corner);
+            double length = 0;
+            for (int i = 0; i < 3; ++i) length += double(direction[i]) * direction[i];
+            bool same = st[2 * v] == texture[0] && st[2 * v + 1] == 1.0f - texture[1];
+            for (int i = 0; i < 3; ++i)
+                same = same && xyz[3 * v + i] == position[i] &&
+                       std::fabs(n[3 * v + i] - direction[i] / std::sqrt(length)) < 1e-6;
+            for (int i = 0; i < 4; ++i) same = same && rgba[4 * v + i] == paint[i];
+            if (!same) ++wrong, ADD_FAILURE() << "corner " << k << ", vertex " << v;
+        }
+    }
 }

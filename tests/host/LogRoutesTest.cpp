@@ -1,4 +1,5 @@
-// Where each kind of message lands in the host's log, and what the boxes say.
+// The plug-in's log channel: where each kind of message lands in the host's log, what the boxes
+// say, what counts as a warning or an error, and the text it formats.
 #include "host/GltfLogMsg.h"
 #include "support/SaveFixture.h"
 
@@ -8,68 +9,52 @@ namespace {
 
 class LogRoutes : public SaveFixture {
 protected:
-    std::vector<std::string> Texts(const std::string& subsystem) const {
-        std::vector<std::string> texts;
-        for (const auto& record : host.LogOf(subsystem)) texts.push_back(record.text);
-        return texts;
+    // Every record as "subsystem level depth code text".
+    std::vector<std::string> Records() const {
+        std::vector<std::string> out;
+        for (const auto& r : host.Log())
+            out.push_back(r.subsystem + " " + r.level + " " + std::to_string(r.depth) + " " +
+                          std::to_string(r.code) + " " + r.text);
+        return out;
     }
 };
 
 } // namespace
 
-TEST_F(LogRoutes, InfoBeforeAnyHeaderOpensTheMasterEntry) {
+// Info goes under a master entry of "io-status", opened by the first info; a header opens a new
+// master entry of its own. Warnings and errors go to "logsys" with their codes.
+TEST_F(LogRoutes, InfoUnderTheMasterEntryAndWarningsAndErrorsInLogsys) {
     GltfLogMsg log;
     log.LogInfo("first");
-    log.LogInfo("second");
-    const auto& records = host.LogOf("io-status");
-    ASSERT_EQ(records.size(), 3u);
-    EXPECT_EQ(records[0].text, "gltf: load/save");
-    EXPECT_EQ(records[0].depth, 0u);
-    EXPECT_EQ(records[1].text, "first");
-    EXPECT_EQ(records[2].text, "second");
-    EXPECT_EQ(records[2].depth, 1u);
-}
-
-TEST_F(LogRoutes, WarningsAndErrorsGoToLogsysWithTheirCodes) {
-    GltfLogMsg log;
     log.LogHeader("header");
     log.LogWarning("bad %s", "tangent");
     log.LogError("no %d", 7);
-    const auto& sys = host.LogOf("logsys");
-    ASSERT_EQ(sys.size(), 2u);
-    EXPECT_EQ(sys[0].text, "bad tangent");
-    EXPECT_EQ(sys[0].code, qvWarning);
-    EXPECT_EQ(sys[0].level, "warning");
-    EXPECT_EQ(sys[1].text, "no 7");
-    EXPECT_EQ(sys[1].code, qvFailed);
-    EXPECT_EQ(sys[1].level, "error");
-    EXPECT_EQ(Texts("io-status"), (std::vector<std::string>{"gltf: load/save", "header"}));
+    EXPECT_EQ(Records(), (std::vector<std::string>{
+                             "io-status info 0 1 gltf: load/save", "io-status info 1 1 first",
+                             "io-status info 0 1 gltf: load/save", "io-status info 1 1 header",
+                             "logsys warning 0 2 bad tangent",
+                             "logsys error 0 2147483648 no 7"}));
+    EXPECT_EQ(log.WarningCount(), 1u);
+    EXPECT_EQ(log.ErrorCount(), 1u);
 }
 
-TEST_F(LogRoutes, WithoutLogsysWarningsUseTheErrorCaptionAndStillCount) {
+// Without "logsys" a warning opens the master entry with the error caption, and its own text goes
+// under it as info; without either subsystem nothing is written. Counting goes on in both cases.
+TEST_F(LogRoutes, MissingSubsystemsChangeTheRouteButNotTheCounts) {
     host.RemoveLogSubsystem("logsys");
     GltfLogMsg log;
     log.LogWarning("careful");
-    EXPECT_EQ(log.WarningCount(), 1u);
-    const auto& records = host.LogOf("io-status");
-    ASSERT_EQ(records.size(), 2u);
-    EXPECT_EQ(records[0].text, "gltf: load/save error");
-    EXPECT_EQ(records[0].code, qvWarning);
-    EXPECT_EQ(records[1].text, "careful");
-    EXPECT_EQ(records[1].depth, 1u);
-}
-
-TEST_F(LogRoutes, WithNoSubsystemNothingIsWrittenButCountsGoOn) {
-    host.RemoveLogSubsystem("logsys");
+    EXPECT_EQ(Records(), (std::vector<std::string>{"io-status warning 0 2 gltf: load/save error",
+                                                   "io-status info 1 1 careful"}));
     host.RemoveLogSubsystem("io-status");
-    GltfLogMsg log;
-    log.LogInfo("lost");
-    log.LogWarning("lost too");
-    EXPECT_EQ(log.WarningCount(), 1u);
-    EXPECT_TRUE(host.Log().empty());
+    GltfLogMsg lost;
+    lost.LogInfo("lost");
+    lost.LogWarning("lost too");
+    EXPECT_EQ(log.WarningCount() + lost.WarningCount(), 2u);
+    EXPECT_EQ(host.Log().size(), 2u);
 }
 
-TEST_F(LogRoutes, BoxesShowTheTextAndAreLogged) {
+TEST_F(LogRoutes, BoxesShowTheTextAndAreLoggedButNotCounted) {
     GltfLogMsg log;
     log.PopupError("Failed to export %s!", "GLTF");
     log.PopupNotice("notice");
@@ -77,16 +62,21 @@ TEST_F(LogRoutes, BoxesShowTheTextAndAreLogged) {
     EXPECT_EQ(host.MessageBoxes()[0].text, "Failed to export GLTF!");
     EXPECT_EQ(host.MessageBoxes()[0].code, qvFailed);
     EXPECT_EQ(host.MessageBoxes()[1].code, qvWarning);
-    EXPECT_EQ(Texts("logsys"), (std::vector<std::string>{"Failed to export GLTF!", "notice"}));
-    EXPECT_EQ(log.ErrorCount() + log.WarningCount(), 0u); // boxes do not count
+    EXPECT_EQ(Records(),
+              (std::vector<std::string>{"logsys error 0 2147483648 Failed to export GLTF!",
+                                        "msgbox error 0 2147483648 Failed to export GLTF!",
+                                        "logsys warning 0 2 notice", "msgbox warning 0 2 notice"}));
+    EXPECT_EQ(log.ErrorCount() + log.WarningCount(), 0u);
 }
 
-TEST_F(LogRoutes, VersionLineComesFromThePlatform) {
-    host.Platform().build = "77";
-    host.Platform().text1 = "Linux";
-    host.Platform().text2 = "x64";
-    GltfLogMsg log;
-    EXPECT_STREQ(log.GetVersion(), "Vorn 11.2 [Build 77], Linux (x64)");
-    host.Platform().build = "78"; // built once and kept
-    EXPECT_STREQ(log.GetVersion(), "Vorn 11.2 [Build 77], Linux (x64)");
+TEST(GltfLogMsgText, FormatsPrintfStyleAndKeepsAtMost1023Characters) {
+    GltfLogMsg log; // no host: nothing is written anywhere, but the text is kept
+    log.LogInfo("Scanning finished, rootItems:%d", 3);
+    EXPECT_STREQ(log.Text(), "Scanning finished, rootItems:3");
+    EXPECT_STREQ(log.GetFormat(), "gltf");
+    std::string exact(1023, 'a');
+    log.LogInfo("%s", exact.c_str());
+    EXPECT_EQ(std::string(log.Text()), exact);
+    log.LogInfo("%s", (std::string(1023, 'b') + "cdef").c_str());
+    EXPECT_EQ(std::string(log.Text()), std::string(1023, 'b'));
 }

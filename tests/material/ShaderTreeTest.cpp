@@ -1,5 +1,4 @@
 // The shader tree as glTF materials: which layers count, in which order, and what each says.
-#include "support/GlbReader.h"
 #include "support/MeshBuilders.h"
 #include "support/SaveFixture.h"
 
@@ -12,8 +11,8 @@ class ShaderTree : public SaveFixture {
 protected:
     void SetUp() override {
         SaveFixture::SetUp();
-        host.SetUserInt("sceneio.gltf.save.exportType", 0);
-        BuildCube(host.Scene().AddItem("mesh", "Cube").Mesh(), "Wood");
+        ExportType(0);
+        BuildMappedCube(host.Scene().AddItem("mesh", "Cube").Mesh(), "Wood", "UVMap");
     }
     Item& Mask(const char* tag, Item* parent = nullptr) {
         return host.Scene().AddItem("mask", std::string(tag) + " mask", parent).Set("ptag", tag);
@@ -23,19 +22,37 @@ protected:
     }
     // The material of the cube's one primitive.
     rapidjson::Document Material() {
-        EXPECT_EQ(Save("m.glb"), qvOk);
-        GlbReader glb(FileText("m.glb"));
+        GlbReader glb = SaveAndRead();
         rapidjson::Document material;
         unsigned index = glb.Primitive(0, 0)["material"].GetUint();
         material.CopyFrom(glb.json["materials"][index], material.GetAllocator());
         if (glb.json.HasMember("extensionsUsed"))
             extensionsUsed = JsonText(glb.json["extensionsUsed"]);
+        if (glb.json.HasMember("samplers")) samplers = JsonText(glb.json["samplers"]);
         return material;
     }
-    std::string extensionsUsed;
+    std::string extensionsUsed, samplers;
 };
 
 } // namespace
+
+// Layers that nobody touched export the host's defaults: the glTF layer's factors, a host
+// material's opacity and sides, an image map's scale and a texture locator's projection and tiling.
+TEST_F(ShaderTree, UntouchedLayersExportTheHostsDefaults) {
+    auto& mask = Mask("Wood");
+    Layer("advancedMaterial", "Host", mask);
+    auto& place = host.Scene().AddItem("txtrLocator", "Place").Set("uvMap", "UVMap");
+    WriteBytes(scratch.Path("n.png"), "png");
+    Layer("imageMap", "Bumps", mask).SetImage(scratch.Path("n.png").string())
+        .Set("effect", "normalGLTF").SetTextureLocator(place);
+    Layer("glTFShader", "PBR", mask);
+    auto m = Material();
+    EXPECT_EQ(JsonText(m),
+              R"({"name":"Wood","emissiveFactor":[0.0,0.0,0.0],"alphaMode":"OPAQUE","doubleSided":false,)"
+              R"("normalTexture":{"index":0,"texCoord":0},"pbrMetallicRoughness":{)"
+              R"("baseColorFactor":[1.0,1.0,1.0,1.0],"metallicFactor":1.0,"roughnessFactor":1.0}})");
+    EXPECT_EQ(samplers, R"([{"wrapS":10497,"wrapT":10497}])");
+}
 
 TEST_F(ShaderTree, GltfShaderGivesTheFactorsUnderTheTagsName) {
     auto& mask = Mask("Wood");
@@ -71,8 +88,7 @@ TEST_F(ShaderTree, HostMaterialAboveTheGltfLayerIsRefusedWithAWarning) {
                          "material in the shader tree!"),
               1);
     EXPECT_STREQ(m["alphaMode"].GetString(), "OPAQUE");
-    EXPECT_EQ(host.MessageBoxes().back().text,
-              "There are 1 warnings and 0 errors reported to event log");
+    EXPECT_EQ(LastBox(), "There are 1 warnings and 0 errors reported to event log");
 }
 
 TEST_F(ShaderTree, SecondHostMaterialDrawsTheMultipleWarningAndTheHigherIndexWins) {
@@ -138,10 +154,9 @@ TEST_F(ShaderTree, UnlitShaderWritesTheExtensionAndWarns) {
 TEST_F(ShaderTree, OnlyTheDefaultTagAnnouncesItsMissingMask) {
     host.Scene().AddItem("mesh", "Other").Mesh();
     BuildCube(host.Scene().Get("Other").Mesh(), "Default");
-    ASSERT_EQ(Save("d.glb"), qvOk);
+    GlbReader glb = SaveAndRead();
     EXPECT_EQ(CountLines("Failed to find the poly mask tag:Default, using default material"), 1);
     for (const auto& line : Lines()) EXPECT_EQ(line.find("poly mask tag:Wood"), std::string::npos);
-    GlbReader glb(FileText("d.glb"));
     EXPECT_STREQ(glb.json["materials"][1]["name"].GetString(), "Wood");
     EXPECT_STREQ(glb.json["materials"][2]["name"].GetString(), "Default");
 }
@@ -149,8 +164,7 @@ TEST_F(ShaderTree, OnlyTheDefaultTagAnnouncesItsMissingMask) {
 TEST_F(ShaderTree, MaterialsOffKeepsEveryPrimitiveOnTheDefaultMaterial) {
     Layer("glTFShader", "PBR", Mask("Wood"));
     host.SetUserInt("sceneio.gltf.save.materials", 0);
-    ASSERT_EQ(Save("off.glb"), qvOk);
-    GlbReader glb(FileText("off.glb"));
+    GlbReader glb = SaveAndRead();
     EXPECT_EQ(glb.Primitive(0, 0)["material"].GetUint(), 0u);
     EXPECT_EQ(glb.json["materials"].Size(), 1u);
     EXPECT_EQ(CountLines("Creating materials"), 0);

@@ -1,5 +1,6 @@
 // The item hierarchy as glTF nodes: which items become nodes, in which order, with which
-// matrices, for the three export types.
+// matrices, for the whole scene and selected hierarchies. Selected items alone are the default
+// export (tests/saver/OptionsTest.cpp).
 #include "support/SaveFixture.h"
 
 #include <cmath>
@@ -10,18 +11,6 @@ namespace {
 
 class NodeBuilding : public SaveFixture {
 protected:
-    void ExportType(int type) { host.SetUserInt("sceneio.gltf.save.exportType", type); }
-
-    rapidjson::Document SaveAndParse() {
-        EXPECT_EQ(Save("nodes.glb"), qvOk);
-        return ParseJson(GlbJson("nodes.glb"));
-    }
-
-    static std::vector<std::string> NodeNames(const rapidjson::Document& doc) {
-        std::vector<std::string> names;
-        for (const auto& node : doc["nodes"].GetArray()) names.emplace_back(node["name"].GetString());
-        return names;
-    }
     static std::vector<unsigned> Indices(const rapidjson::Value& array) {
         std::vector<unsigned> out;
         for (const auto& v : array.GetArray()) out.push_back(v.GetUint());
@@ -31,6 +20,21 @@ protected:
         std::vector<double> out;
         for (const auto& v : node["matrix"].GetArray()) out.push_back(v.GetDouble());
         return out;
+    }
+    // What the file holds for a matrix: each element rounded to float.
+    static std::vector<double> ThroughFloat(const scenehost::Matrix& m) {
+        std::vector<double> out;
+        for (double v : m) out.push_back(static_cast<float>(v));
+        return out;
+    }
+    // Scale, then rotation (degrees), then translation: the order of a locator's own stack.
+    static scenehost::Matrix Compose(std::array<double, 3> s, std::array<double, 3> r, int order,
+                                     std::array<double, 3> t) {
+        const double deg = M_PI / 180;
+        using namespace scenehost;
+        return Multiply(Multiply(ScaleMatrix(s[0], s[1], s[2]),
+                                 RotationMatrix(r[0] * deg, r[1] * deg, r[2] * deg, order)),
+                        TranslationMatrix(t[0], t[1], t[2]));
     }
 };
 
@@ -45,11 +49,12 @@ TEST_F(NodeBuilding, WholeSceneWalksDepthFirstInChildOrder) {
     s.AddItem("locator", "B", root);
     s.AddItem("groupLocator", "C", root);
     s.AddItem("locator", "Other");
-    auto doc = SaveAndParse();
-    EXPECT_EQ(NodeNames(doc), (std::vector<std::string>{"Root", "A", "A1", "B", "C", "Other"}));
-    EXPECT_EQ(Indices(doc["scenes"][0]["nodes"]), (std::vector<unsigned>{0, 5}));
-    EXPECT_EQ(Indices(doc["nodes"][0]["children"]), (std::vector<unsigned>{1, 3, 4}));
-    EXPECT_EQ(Indices(doc["nodes"][1]["children"]), (std::vector<unsigned>{2}));
+    GlbReader glb = SaveAndRead();
+    EXPECT_EQ(NodeNames(glb.json),
+              (std::vector<std::string>{"Root", "A", "A1", "B", "C", "Other"}));
+    EXPECT_EQ(Indices(glb.json["scenes"][0]["nodes"]), (std::vector<unsigned>{0, 5}));
+    EXPECT_EQ(Indices(glb.json["nodes"][0]["children"]), (std::vector<unsigned>{1, 3, 4}));
+    EXPECT_EQ(Indices(glb.json["nodes"][1]["children"]), (std::vector<unsigned>{2}));
     EXPECT_EQ(CountLines("Root item:Root\n"), 2); // once from the walk, once in the summary
     EXPECT_EQ(CountLines("   Using World matrix"), 2);
     EXPECT_EQ(CountLines("   Using Local matrix"), 4);
@@ -60,43 +65,45 @@ TEST_F(NodeBuilding, LocalMatricesUnderTheirParentWorldForRoots) {
     auto& s = host.Scene();
     auto& root = s.AddItem("locator", "Root").Position(1, 2, 3);
     s.AddItem("locator", "Child", root).Position(10, 0, 0).Scale(2, 2, 2);
-    auto doc = SaveAndParse();
-    EXPECT_EQ(Matrix(doc["nodes"][0]),
+    GlbReader glb = SaveAndRead();
+    EXPECT_EQ(Matrix(glb.json["nodes"][0]),
               (std::vector<double>{1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0, 1, 2, 3, 1}));
-    EXPECT_EQ(Matrix(doc["nodes"][1]),
+    EXPECT_EQ(Matrix(glb.json["nodes"][1]),
               (std::vector<double>{2, 0, 0, 0, 0, 2, 0, 0, 0, 0, 2, 0, 10, 0, 0, 1}));
 }
 
+// The inverse of a rotated, unevenly scaled parent has no zero terms, so every cofactor of the
+// inversion shows in the child's local matrix, which is known: the child's own stack.
+TEST_F(NodeBuilding, ChildOfARotatedUnevenlyScaledParentGetsExactlyItsOwnStack) {
+    ExportType(0);
+    auto& s = host.Scene();
+    auto& parent = s.AddItem("locator", "Parent").Position(1, -2, 3).Rotation(30, -45, 60, 2);
+    parent.Scale(2, 0.5, 3);
+    auto& child = s.AddItem("locator", "Child", parent).Position(0.5, 4, -1);
+    child.Rotation(-20, 10, 70).Scale(1.5, 0.25, 1);
+    GlbReader glb = SaveAndRead();
+    EXPECT_EQ(Matrix(glb.json["nodes"][0]),
+              ThroughFloat(Compose({2, 0.5, 3}, {30, -45, 60}, 2, {1, -2, 3})));
+    EXPECT_EQ(Matrix(glb.json["nodes"][1]),
+              ThroughFloat(Compose({1.5, 0.25, 1}, {-20, 10, 70}, 0, {0.5, 4, -1})));
+}
+
+// A selected item whose parent is selected too is no root of its own.
 TEST_F(NodeBuilding, SelectedHierarchyLiftsItsTopIntoWorldSpace) {
     ExportType(2);
     auto& s = host.Scene();
     auto& root = s.AddItem("locator", "Root").Position(5, 0, 0);
     auto& arm = s.AddItem("locator", "Arm", root).Position(0, 1, 0);
-    s.AddItem("locator", "Hand", arm).Position(0, 0, 2);
+    auto& hand = s.AddItem("locator", "Hand", arm).Position(0, 0, 2);
+    host.Select(hand);
     host.Select(arm);
-    auto doc = SaveAndParse();
-    EXPECT_EQ(NodeNames(doc), (std::vector<std::string>{"Arm", "Hand"}));
-    EXPECT_EQ(Matrix(doc["nodes"][0]),
+    GlbReader glb = SaveAndRead();
+    EXPECT_EQ(CountLines("Scanning finished, rootItems:1"), 1);
+    EXPECT_EQ(NodeNames(glb.json), (std::vector<std::string>{"Arm", "Hand"}));
+    EXPECT_EQ(Matrix(glb.json["nodes"][0]),
               (std::vector<double>{1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0, 5, 1, 0, 1}));
-    EXPECT_EQ(Matrix(doc["nodes"][1]),
+    EXPECT_EQ(Matrix(glb.json["nodes"][1]),
               (std::vector<double>{1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0, 0, 0, 2, 1}));
-}
-
-TEST_F(NodeBuilding, SelectedItemsStandAloneWithWorldMatrices) {
-    ExportType(1);
-    auto& s = host.Scene();
-    auto& root = s.AddItem("locator", "Root").Position(5, 0, 0);
-    auto& arm = s.AddItem("locator", "Arm", root).Position(0, 1, 0);
-    s.AddItem("locator", "Hand", arm);
-    host.Select(root);
-    host.Select(arm);
-    auto doc = SaveAndParse();
-    EXPECT_EQ(NodeNames(doc), (std::vector<std::string>{"Root", "Arm"}));
-    EXPECT_EQ(Indices(doc["scenes"][0]["nodes"]), (std::vector<unsigned>{0, 1}));
-    EXPECT_FALSE(doc["nodes"][0].HasMember("children"));
-    EXPECT_EQ(Matrix(doc["nodes"][1])[13], 1.0);
-    EXPECT_EQ(Matrix(doc["nodes"][1])[12], 5.0);
-    EXPECT_EQ(CountLines("   Arm"), 1);
 }
 
 TEST_F(NodeBuilding, SkippedItemsTakeTheirChildrenWithThem) {
@@ -111,24 +118,24 @@ TEST_F(NodeBuilding, SkippedItemsTakeTheirChildrenWithThem) {
     s.AddItem("locator", "UnderMorph", morph);
     s.AddItem("locator", "TextureGroup", root);
     s.AddItem("locator", "Kept", root);
-    auto doc = SaveAndParse();
-    EXPECT_EQ(NodeNames(doc), (std::vector<std::string>{"Root", "Kept"}));
+    GlbReader glb = SaveAndRead();
+    EXPECT_EQ(NodeNames(glb.json), (std::vector<std::string>{"Root", "Kept"}));
 }
 
 TEST_F(NodeBuilding, CamerasGetFixedProjectionOrNothingWhenOff) {
     ExportType(0);
     auto& cam = host.Scene().AddItem("camera", "Cam");
     host.Scene().AddItem("locator", "Rig", cam);
-    auto doc = SaveAndParse();
-    ASSERT_EQ(NodeNames(doc), (std::vector<std::string>{"Cam", "Rig"}));
-    EXPECT_EQ(doc["nodes"][0]["camera"].GetUint(), 0u);
-    EXPECT_EQ(JsonText(doc["cameras"]),
+    GlbReader on = SaveAndRead();
+    ASSERT_EQ(NodeNames(on.json), (std::vector<std::string>{"Cam", "Rig"}));
+    EXPECT_EQ(on.json["nodes"][0]["camera"].GetUint(), 0u);
+    EXPECT_EQ(JsonText(on.json["cameras"]),
               R"([{"name":"Cam","type":"perspective","perspective":{"znear":0.01,"yfov":0.8726}}])");
 
     host.SetUserInt("sceneio.gltf.save.cameras", 0);
-    auto off = SaveAndParse();
-    EXPECT_TRUE(NodeNames(off).empty());
-    EXPECT_FALSE(off.HasMember("cameras"));
+    GlbReader off = SaveAndRead();
+    EXPECT_TRUE(NodeNames(off.json).empty());
+    EXPECT_FALSE(off.json.HasMember("cameras"));
 }
 
 TEST_F(NodeBuilding, ZeroScaledParentPassesItsMatrixThrough) {
@@ -136,9 +143,9 @@ TEST_F(NodeBuilding, ZeroScaledParentPassesItsMatrixThrough) {
     auto& s = host.Scene();
     auto& flat = s.AddItem("locator", "Flat").Scale(0, 0, 0).Position(1, 0, 0);
     s.AddItem("locator", "Child", flat).Position(0, 1, 0);
-    auto doc = SaveAndParse();
+    GlbReader glb = SaveAndRead();
     // The parent's world cannot be inverted: the child's world is multiplied by it as it is.
-    EXPECT_EQ(Matrix(doc["nodes"][1]),
+    EXPECT_EQ(Matrix(glb.json["nodes"][1]),
               (std::vector<double>{0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 1, 0, 0, 1}));
 }
 
@@ -149,7 +156,7 @@ TEST_F(NodeBuilding, AnalysisCountsDrivenChannelsAndLogsThem) {
     auto& driven = s.AddItem("locator", "Driven").Position(0, 0, 0);
     s.LinkChannel(driver, "visible", driven, "visible");
     s.LinkChannel(driver, "visible", driven.OwnTransform(qvXfrmTranslation), "pos.X");
-    SaveAndParse();
+    SaveAndRead();
     EXPECT_EQ(CountLines("   driven:0 xformDriven:0"), 1);
     EXPECT_EQ(CountLines("   driven:1 xformDriven:1"), 1);
 }

@@ -1,92 +1,92 @@
-// The eleven user values that steer a save: read once each, defaults when missing, -1 when
-// unreadable, and the effects that already act.
-#include "saver/GltfSaver.h"
+// The user values that steer a save, seen in the file: each is read once, a missing one takes
+// its default, an unreadable one counts as -1.
+#include "support/MeshBuilders.h"
 #include "support/SaveFixture.h"
 
 using namespace testsupport;
 
 namespace {
-
-const char* const optionNames[] = {
-    "sceneio.gltf.save.exportType",         "sceneio.gltf.save.geometry",
-    "sceneio.gltf.save.materials",          "sceneio.gltf.save.cameras",
-    "sceneio.gltf.save.animation",          "sceneio.gltf.save.morphMaps",
-    "sceneio.gltf.save.skinnedMeshInWS",    "sceneio.gltf.save.tangentsBitangents",
-    "sceneio.gltf.save.indicesExport",      "sceneio.gltf.save.sampleAnimFpsMultiplier",
-    "sceneio.gltf.save.exportActionType",
-};
-
-
-// Saves through a saver object the test keeps, so that its option members can be read after.
-std::vector<int32_t> SaveAndReadOptions(scenehost::SceneHost& host, const std::string& path) {
-    GltfSaver saver;
-    EXPECT_EQ(saver.Save(host.SceneObject(), path.c_str(), nullptr), qvOk);
-    return {saver.exportType,      saver.geometry,         saver.materials,
-            saver.cameras,         saver.animation,        saver.morphMaps,
-            saver.skinnedMeshInWS, saver.tangentsBitangents, saver.indicesExport,
-            saver.sampleAnimFpsMultiplier, saver.exportActionType};
-}
-
-class SaveOptions : public SaveFixture {
-protected:
-    std::string Path() const { return ToHostPath(scratch.Path("o.glb")); }
-};
-
+class SaveOptions : public SaveFixture {};
 } // namespace
 
 TEST_F(SaveOptions, EachIsReadOncePerSave) {
     ASSERT_EQ(Save("once.glb"), qvOk);
-    for (const char* name : optionNames)
-        EXPECT_EQ(host.Count(std::string("UserValueLookup:") + name), 1) << name;
+    int options = 0;
+    for (const auto& [key, count] : host.Counters()) {
+        if (key.rfind("UserValueLookup:sceneio.gltf.save.", 0) != 0) continue;
+        ++options;
+        EXPECT_EQ(count, 1) << key;
+    }
+    EXPECT_EQ(options, 11);
 }
 
-TEST_F(SaveOptions, MissingValuesGiveTheDefaults) {
-    EXPECT_EQ(SaveAndReadOptions(host, Path()),
-              (std::vector<int32_t>{1, 1, 1, 1, 1, 1, 1, 0, 0, 0, 0}));
-}
-
-TEST_F(SaveOptions, PresentValuesAreTakenAndUnreadableOnesGiveMinusOne) {
-    int32_t value = 7;
-    for (const char* name : optionNames) host.SetUserInt(name, value++);
-    host.SetUserString("sceneio.gltf.save.cameras", "yes");
-    host.SetUserString("sceneio.gltf.save.indicesExport", "");
-    EXPECT_EQ(SaveAndReadOptions(host, Path()),
-              (std::vector<int32_t>{7, 8, 9, -1, 11, 12, 13, 14, -1, 16, 17}));
+// Without user values: the selected items stand alone in world space, without their children,
+// with their geometry, materials and cameras, 16-bit indices and no tangents.
+TEST_F(SaveOptions, MissingValuesExportTheSelectionWithEverythingButTangents) {
+    auto& s = host.Scene();
+    auto& parent = s.AddItem("locator", "Parent").Position(0, 5, 0);
+    auto& cube = s.AddItem("mesh", "Cube", parent).Position(1, 0, 0);
+    BuildCube(cube.Mesh());
+    auto& frames = cube.Mesh().AddMap("TBAS", "Frames");
+    for (uint32_t p = 0; p < 8; ++p) frames.SetPointValue(p, {1, 0, 0, 0, 1, 0});
+    s.AddItem("locator", "Lid", cube);
+    auto& cam = s.AddItem("camera", "Cam");
+    s.AddItem("locator", "Unselected");
+    host.Select(cube);
+    host.Select(cam);
+    GlbReader glb = SaveAndRead();
+    EXPECT_EQ(NodeNames(glb.json), (std::vector<std::string>{"Cube", "Cam"}));
+    EXPECT_EQ(JsonText(glb.json["nodes"][0]),
+              R"({"name":"Cube","matrix":[1.0,0.0,0.0,0.0,0.0,1.0,0.0,0.0,0.0,0.0,1.0,0.0,)"
+              R"(1.0,5.0,0.0,1.0],"mesh":0})");
+    const auto& primitive = glb.Primitive(0, 0);
+    EXPECT_EQ(MemberNames(primitive["attributes"]),
+              (std::vector<std::string>{"POSITION", "NORMAL"}));
+    const auto& indices = glb.json["accessors"][primitive["indices"].GetUint()];
+    EXPECT_EQ(indices["componentType"].GetUint(), 5123u);
+    const auto& material = glb.json["materials"][primitive["material"].GetUint()];
+    EXPECT_STREQ(material["name"].GetString(), "Default");
+    EXPECT_EQ(glb.json["cameras"].Size(), 1u);
 }
 
 TEST_F(SaveOptions, ExportTypeOutsideTheThreeCasesWritesAnEmptyDocument) {
     auto& parent = host.Scene().AddItem("locator", "Parent");
     host.Scene().AddItem("locator", "Child", parent);
     host.Select(parent);
-    host.SetUserInt("sceneio.gltf.save.exportType", 3);
-    ASSERT_EQ(Save("three.glb"), qvOk);
-    EXPECT_EQ(GlbJson("three.glb"), emptyDocumentJson);
-    EXPECT_EQ(CountLines("Scanning finished, rootItems:0"), 1);
+    for (const char* value : {"3", "unreadable"}) {
+        SCOPED_TRACE(value);
+        if (std::string(value) == "3")
+            ExportType(3);
+        else
+            host.SetUserString("sceneio.gltf.save.exportType", value);
+        ASSERT_EQ(Save("other.glb"), qvOk);
+        EXPECT_EQ(GlbJson("other.glb"), emptyDocumentJson);
+    }
+    EXPECT_EQ(CountLines("Scanning finished, rootItems:0"), 2);
     EXPECT_EQ(CountLines("Root item:Parent\n"), 0);
     EXPECT_EQ(CountLines("   Parent"), 0);
 }
 
-TEST_F(SaveOptions, CamerasOffSkipsTheRenderResolutionReads) {
-    auto& render = host.Scene().AddItem("polyRender", "Render");
-    render.Set("resX", 1920).Set("resY", 1080);
-    ASSERT_EQ(Save("on.glb"), qvOk);
-    EXPECT_EQ(host.Count("ChannelLookup:Render:resX"), 1);
-    EXPECT_EQ(host.Count("ChannelRead:Render:resX"), 1);
-    EXPECT_EQ(host.Count("ChannelRead:Render:resY"), 1);
-
-    host.ResetCounters();
-    host.SetUserInt("sceneio.gltf.save.cameras", 0);
-    ASSERT_EQ(Save("off.glb"), qvOk);
-    EXPECT_EQ(host.Count("ChannelLookup:Render:resX"), 0);
-    EXPECT_EQ(host.Count("ChannelLookup:Render:resY"), 0);
-    EXPECT_EQ(host.Count("ChannelRead:Render:resX"), 0);
-    // The resolution leaves no trace in the file.
-    EXPECT_EQ(GlbJson("on.glb"), GlbJson("off.glb"));
-}
-
-TEST_F(SaveOptions, UnreadableCamerasCountsAsOn) {
-    host.Scene().AddItem("polyRender", "Render");
-    host.SetUserString("sceneio.gltf.save.cameras", "unreadable");
-    ASSERT_EQ(Save("minus.glb"), qvOk);
-    EXPECT_EQ(host.Count("ChannelLookup:Render:resX"), 1);
+// Cameras on (also when unreadable) read the render resolution, which leaves no trace in the
+// file; off, they read nothing. Counters are compared before and after each save, since a reset
+// would also wipe the ledger that TearDown reads.
+TEST_F(SaveOptions, CamerasDecideWhetherTheRenderResolutionIsRead) {
+    host.Scene().AddItem("polyRender", "Render").Set("resX", 1920).Set("resY", 1080);
+    const char* const keys[] = {"ChannelLookup:Render:resX", "ChannelRead:Render:resX",
+                                "ChannelRead:Render:resY"};
+    const std::pair<const char*, int> cases[] = {{"", 1}, {"unreadable", 1}, {"0", 0}};
+    std::string first;
+    for (const auto& [value, reads] : cases) {
+        SCOPED_TRACE(value);
+        std::vector<int> before;
+        for (const char* key : keys) before.push_back(host.Count(key));
+        if (*value == '0')
+            host.SetUserInt("sceneio.gltf.save.cameras", 0);
+        else if (*value)
+            host.SetUserString("sceneio.gltf.save.cameras", value);
+        ASSERT_EQ(Save("render.glb"), qvOk);
+        for (size_t k = 0; k < 3; ++k) EXPECT_EQ(host.Count(keys[k]) - before[k], reads) << keys[k];
+        if (first.empty()) first = GlbJson("render.glb");
+        EXPECT_EQ(GlbJson("render.glb"), first);
+    }
 }

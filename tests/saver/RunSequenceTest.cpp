@@ -1,6 +1,7 @@
-// The run sequence of a save as the host sees it: passes, log lines, boxes and results.
+// The run sequence of a save as the host sees it: stages in the log, the monitor, the closing
+// notice, and the failures that end a save.
 #include "host/CQvGlobals.h"
-#include "saver/GltfSaver.h"
+#include "support/MeshBuilders.h"
 #include "support/SaveFixture.h"
 
 #include <stdexcept>
@@ -9,36 +10,22 @@ using namespace testsupport;
 
 namespace {
 
-// A saver that counts its passes; everything else is the real one.
-class CountingSaver : public GltfSaverGLTF {
-public:
-    QvResult SavePass() override {
-        ++passes;
-        return GltfSaverGLTF::SavePass();
-    }
-    int passes = 0;
-};
-
 // A global object that serves the host's services but whose user values throw: stands for any
 // failure that surfaces as an exception inside a pass.
 class ThrowingGlobal final : public IQvGlobal, public IQvUserValueService {
 public:
     explicit ThrowingGlobal(IQvGlobal* host) : host(host) {}
     QvResult QueryInterface(const QvGuid& id, void** out) override {
-        if (id == IQvGlobal::iid || id == IQvUnknown::iid) {
-            *out = static_cast<IQvGlobal*>(this);
-            return qvOk;
-        }
-        return qvNoInterface;
+        if (id != IQvGlobal::iid && id != IQvUnknown::iid) return qvNoInterface;
+        *out = static_cast<IQvGlobal*>(this);
+        return qvOk;
     }
     uint32_t AddRef() override { return 1; }
     uint32_t Release() override { return 1; }
     QvResult LookupService(const QvGuid& id, void** out) override {
-        if (id == IQvUserValueService::iid) {
-            *out = static_cast<IQvUserValueService*>(this);
-            return qvOk;
-        }
-        return host->LookupService(id, out);
+        if (id != IQvUserValueService::iid) return host->LookupService(id, out);
+        *out = static_cast<IQvUserValueService*>(this);
+        return qvOk;
     }
     QvResult UserValueLookup(const char*, IQvUserValue**) override {
         throw std::runtime_error("user value store is gone");
@@ -70,19 +57,31 @@ TEST_F(RunSequence, LogsTheStagesAtInfoLevelUnderOneMasterEntry) {
     EXPECT_TRUE(host.MessageBoxes().empty());
 }
 
-TEST_F(RunSequence, MonitorAddsACountingPassThatOnlyInitializes) {
-    CountingSaver withMonitor;
-    std::string path = ToHostPath(scratch.Path("m.gltf"));
-    EXPECT_EQ(withMonitor.Save(host.SceneObject(), path.c_str(), host.Monitor()), qvOk);
-    EXPECT_EQ(withMonitor.passes, 2);
+// With a monitor the saver first runs a counting pass, which only initialises the monitor.
+TEST_F(RunSequence, MonitorGetsACountingPassThatRunsNoStage) {
+    ASSERT_EQ(Save("m.gltf", true), qvOk);
+    EXPECT_EQ(host.MonitorCalls().initialize, std::vector<uint32_t>{0});
     EXPECT_EQ(CountLines("glTf v2 :: InitSaver()"), 1);
     EXPECT_EQ(CountLines("RunSaver()"), 1);
-    EXPECT_EQ(host.MonitorCalls().initialize, std::vector<uint32_t>{0});
+}
 
-    CountingSaver without;
-    EXPECT_EQ(without.Save(host.SceneObject(), path.c_str(), nullptr), qvOk);
-    EXPECT_EQ(without.passes, 1);
-    EXPECT_EQ(CountLines("glTf v2 :: InitSaver()"), 2);
+// The notice counts the warnings and errors of its own save: counts start again at each save.
+TEST_F(RunSequence, ClosingNoticeCountsTheWarningsOfEachSave) {
+    ASSERT_EQ(Save("clean.glb"), qvOk);
+    EXPECT_TRUE(host.MessageBoxes().empty());
+
+    ExportType(0);
+    BuildCube(host.Scene().AddItem("mesh", "Cube").Mesh(), "Wood");
+    auto& mask = host.Scene().AddItem("mask", "Wood mask").Set("ptag", "Wood");
+    host.Scene().AddItem("glTFShader", "PBR", mask);
+    host.Scene().AddItem("advancedMaterial", "Host", mask); // above the glTF layer: one warning
+    ASSERT_EQ(Save("a.glb"), qvOk);
+    ASSERT_EQ(Save("b.glb"), qvOk);
+    ASSERT_EQ(host.MessageBoxes().size(), 2u);
+    for (const auto& box : host.MessageBoxes()) {
+        EXPECT_EQ(box.text, "There are 1 warnings and 0 errors reported to event log");
+        EXPECT_EQ(box.code, qvWarning);
+    }
 }
 
 TEST_F(RunSequence, ExceptionInsideAPassFailsTheSaveWithTheFatalBox) {
@@ -96,23 +95,6 @@ TEST_F(RunSequence, ExceptionInsideAPassFailsTheSaveWithTheFatalBox) {
     EXPECT_EQ(host.MessageBoxes()[0].code, qvFailed);
     EXPECT_FALSE(fs::exists(scratch.Path("x.glb")));
     EXPECT_EQ(CountLines("RunSaver()"), 0);
-}
-
-TEST_F(RunSequence, ClosingNoticeCountsWarningsAndErrorsThenResets) {
-    GltfSaver saver;
-    saver.ReportCounts();
-    EXPECT_TRUE(host.MessageBoxes().empty()); // nothing counted, no notice
-
-    saver.log.LogWarning("first");
-    saver.log.LogWarning("second");
-    saver.log.LogError("third");
-    saver.ReportCounts();
-    ASSERT_EQ(host.MessageBoxes().size(), 1u);
-    EXPECT_EQ(host.MessageBoxes()[0].text,
-              "There are 2 warnings and 1 errors reported to event log");
-    EXPECT_EQ(host.MessageBoxes()[0].code, qvWarning);
-    EXPECT_EQ(saver.log.WarningCount(), 0u);
-    EXPECT_EQ(saver.log.ErrorCount(), 0u);
 }
 
 TEST_F(RunSequence, MissingShadingGraphStillWritesButReportsAnUnusableScene) {

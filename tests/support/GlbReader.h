@@ -1,5 +1,5 @@
-// Reads a .glb back: its JSON, and the numbers of any accessor from the BIN chunk, so that tests
-// can check values rather than counts.
+// Reads a .glb back, or a document's JSON and buffer: the JSON, and the numbers of any accessor
+// from the buffer, so that tests can check values rather than counts.
 #pragma once
 
 #include "support/TestFiles.h"
@@ -15,10 +15,13 @@ public:
     explicit GlbReader(const std::string& bytes) {
         if (bytes.size() < 28) return;
         uint32_t jsonLength = ReadUint32(bytes, 12);
-        json.Parse(bytes.c_str() + 20, jsonLength);
+        json.Parse<kFullPrecision>(bytes.c_str() + 20, jsonLength);
         size_t binHeader = 20 + jsonLength;
         if (bytes.size() >= binHeader + 8)
             bin = bytes.substr(binHeader + 8, ReadUint32(bytes, binHeader));
+    }
+    GlbReader(const std::string& jsonText, std::string buffer) : bin(std::move(buffer)) {
+        json.Parse<kFullPrecision>(jsonText.c_str(), jsonText.size());
     }
 
     // The accessor's numbers, widened to double, whatever their component type.
@@ -26,10 +29,18 @@ public:
         const auto& accessor = json["accessors"][accessorIndex];
         const auto& view = json["bufferViews"][accessor["bufferView"].GetUint()];
         size_t offset = view.HasMember("byteOffset") ? view["byteOffset"].GetUint() : 0;
-        size_t count = accessor["count"].GetUint() * Components(accessor["type"].GetString());
+        const std::string type = accessor["type"].GetString();
+        size_t width = type == "SCALAR" ? 1 : type == "VEC2" ? 2 : type == "VEC3" ? 3 : 4;
         unsigned componentType = accessor["componentType"].GetUint();
         std::vector<double> values;
-        for (size_t i = 0; i < count; ++i) values.push_back(Read(componentType, offset, i));
+        for (size_t i = 0; i < accessor["count"].GetUint() * width; ++i) {
+            if (componentType == 5123)
+                values.push_back(Read<uint16_t>(offset + 2 * i));
+            else if (componentType == 5125)
+                values.push_back(Read<uint32_t>(offset + 4 * i));
+            else
+                values.push_back(Read<float>(offset + 4 * i));
+        }
         return values;
     }
 
@@ -47,27 +58,10 @@ public:
     std::string bin;
 
 private:
-    static size_t Components(const std::string& type) {
-        if (type == "SCALAR") return 1;
-        if (type == "VEC2") return 2;
-        if (type == "VEC3") return 3;
-        if (type == "VEC4") return 4;
-        return 16;
-    }
-    double Read(unsigned componentType, size_t offset, size_t i) const {
-        if (componentType == 5123) {
-            uint16_t v;
-            std::memcpy(&v, bin.data() + offset + 2 * i, 2);
-            return v;
-        }
-        if (componentType == 5125) {
-            uint32_t v;
-            std::memcpy(&v, bin.data() + offset + 4 * i, 4);
-            return v;
-        }
-        float f;
-        std::memcpy(&f, bin.data() + offset + 4 * i, 4);
-        return f;
+    template <class T> T Read(size_t at) const {
+        T value{};
+        if (at + sizeof(T) <= bin.size()) std::memcpy(&value, bin.data() + at, sizeof(T));
+        return value;
     }
 };
 

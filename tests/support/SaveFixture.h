@@ -1,11 +1,15 @@
 // A scene host with the plug-in attached in-process, as the application would load it, and a
 // scratch directory for what a save writes. A test states its scene through host.Scene(), saves,
 // and reads back files and log.
+//
+// Whatever a test does, the plug-in must give back every reference it took on the host's objects
+// and release none twice: TearDown checks the host's ledger after every test of every suite.
 #pragma once
 
 #include "ModuleHost.h"
 #include "SceneHost.h"
 #include "host/CQvThisModule.h"
+#include "support/GlbReader.h"
 #include "support/TestFiles.h"
 
 #include <gtest/gtest.h>
@@ -29,7 +33,13 @@ protected:
         std::string error;
         ASSERT_TRUE(plugin->Attach(CQvModuleCreate(), &error)) << error;
     }
-    void TearDown() override { plugin.reset(); }
+    void TearDown() override {
+        plugin.reset();
+        EXPECT_EQ(host.HeldReferences(), 0) << "references on host objects never released";
+        EXPECT_EQ(host.Count("OverRelease"), 0) << "releases without a matching AddRef";
+    }
+
+    void ExportType(int type) { host.SetUserInt("sceneio.gltf.save.exportType", type); }
 
     // Saves with the saver that the file's extension picks (".gltf" the text saver, else the
     // binary one); `file` is a name inside the scratch directory.
@@ -38,6 +48,11 @@ protected:
     }
     QvResult SaveWith(const std::string& saver, const std::string& file, bool withMonitor = false) {
         return plugin->Save(saver, scratch.Path(file).string(), withMonitor);
+    }
+    // Saves a .glb that must succeed and reads it back.
+    GlbReader SaveAndRead(const std::string& file = "out.glb") {
+        EXPECT_EQ(Save(file), qvOk);
+        return GlbReader(FileText(file));
     }
 
     // The JSON chunk of a .glb in the scratch directory, without its pad.
@@ -57,14 +72,19 @@ protected:
         auto lines = Lines();
         return int(std::count(lines.begin(), lines.end(), text));
     }
-    const scenehost::LogRecord* FindLine(const std::string& text) const {
-        for (const auto& record : host.Log())
-            if (record.text == text) return &record;
-        return nullptr;
+    // The text of the last message box, or "" when none was shown.
+    std::string LastBox() const {
+        return host.MessageBoxes().empty() ? std::string() : host.MessageBoxes().back().text;
     }
 
     static bool EndsWith(const std::string& text, const std::string& end) {
         return text.size() >= end.size() && text.compare(text.size() - end.size(), end.size(), end) == 0;
+    }
+    static std::vector<std::string> NodeNames(const rapidjson::Value& doc) {
+        std::vector<std::string> names;
+        for (const auto& node : doc["nodes"].GetArray())
+            names.emplace_back(node["name"].GetString());
+        return names;
     }
 
     scenehost::SceneHost host;
