@@ -61,6 +61,14 @@ const char* KnownMapTypes();
 class MeshData;
 struct TriangulationScratch;
 
+// Wrong answers that a test can have the mesh's polygon accessors give, to show that a plug-in
+// survives a host that misbehaves. Each names one polygon; kNoPolygon, the default, none.
+struct MeshFaults {
+    static constexpr uint32_t kNoPolygon = 0xFFFFFFFFu;
+    uint32_t failingTriangles = kNoPolygon; // TriangleByIndex fails for this polygon
+    uint32_t strayCorner = kNoPolygon;      // its triangles' first corner is a point no walk visits
+};
+
 class MeshMap {
 public:
     MeshMap(const MeshData& mesh, uint32_t index, uint32_t type, std::string name);
@@ -198,6 +206,10 @@ public:
     // Whether some polygon has the two points as neighbours.
     bool HasEdge(uint32_t a, uint32_t b) const;
 
+    // ---- Faults, for tests ----
+    MeshFaults& Faults() { return faults_; }
+    const MeshFaults& Faults() const { return faults_; }
+
     // ---- Handles ----
     QvPointId PointId(uint32_t point) const {
         return reinterpret_cast<QvPointId>(Handle(kPoint, point));
@@ -271,6 +283,7 @@ private:
     std::unique_ptr<TriangulationScratch> scratch_;
     mutable bool edgesValid_ = false;
     mutable std::unordered_set<uint64_t> edges_;
+    MeshFaults faults_;
 };
 
 } // namespace scenehost

@@ -146,11 +146,14 @@ public:
     QvResult TriangleByIndex(uint32_t index, QvPointId* a, QvPointId* b, QvPointId* c) override {
         if (!a || !b || !c || current_ == kNone || triangulated_ != current_) return qvFailed;
         if (index >= mesh_.TriangleCount(current_)) return qvOutOfRange;
+        if (mesh_.Faults().failingTriangles == current_) return qvFailed;
         uint32_t corners[3];
         mesh_.TriangleCorners(current_, index, corners);
         *a = mesh_.PointId(mesh_.CornerPoint(corners[0]));
         *b = mesh_.PointId(mesh_.CornerPoint(corners[1]));
         *c = mesh_.PointId(mesh_.CornerPoint(corners[2]));
+        // The id the next point would have: no point walk has seen it.
+        if (mesh_.Faults().strayCorner == current_) *a = mesh_.PointId(mesh_.PointCount());
         return qvOk;
     }
     QvResult MapEvaluate(QvMapId map, QvPointId point, float* value) override {

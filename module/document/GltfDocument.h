@@ -131,12 +131,15 @@ struct GltfSkin {
 
 struct GltfMaterial;
 
-// What the mesh writer relies on, unchecked in release builds (debug builds assert it):
-// - pointIndex, normalIndex and every map's index have 3 * triangleCount entries, each naming an
-//   entry of its own table; every triangle number in `primitives` is below triangleCount.
-// - Normals are not optional: "NORMAL" is written for every primitive.
+// What the mesh writer relies on. The first three are checked by WriteMesh, in every build,
+// before anything is read; a mesh that fails them is logged as an error and not written.
+// - pointIndex, normalIndex and every written map's index (every colour and UV map, the first
+//   tangent map) have 3 * triangleCount entries, each naming an entry of its own table.
+// - Every triangle number in `primitives` is below triangleCount.
 // - Every skin has a row in jointIndices and weights for every point (GltfSkin::Resize).
-// - Tables are unique by value (see GltfMeshMap); normals too.
+// - Normals are not optional: "NORMAL" is written for every primitive.
+// - Tables are unique by value (see GltfMeshMap); normals too. Unchecked: a repeated value only
+//   costs duplicate vertices.
 // The writer finds a corner's vertex through its point, so its speed follows the coherence of
 // the point numbers: the host's own point order (neighbouring triangles, near numbers) is the
 // fast case; a shuffled order is about three times slower. Besides the output it needs, while a
@@ -341,8 +344,9 @@ public:
     void FinishJson();                            // "extensionsUsed", then the arrays in order
     uint32_t WriteNode(GltfNode* node);
     void WriteChildren(const std::vector<GltfNode*>& children, uint32_t parentIndex);
-    uint32_t WriteMesh(GltfMesh* mesh); // kGltfNoIndex when the mesh has nothing to write
-    void WritePrimitive(GltfMesh* mesh, const GltfPrimitiveEntry& entry, GltfJsonValue& primitives);
+    // kGltfNoIndex when the mesh has nothing to write, or when its tables fail the check (an
+    // error in the log then).
+    uint32_t WriteMesh(GltfMesh* mesh);
     uint32_t WriteCamera(GltfCamera* camera);
     // Defined with the material serialisation.
     uint32_t WriteMaterial(GltfMaterial* material, GltfMesh* mesh);
@@ -376,6 +380,8 @@ public:
 
 private:
     GltfJsonValue WriteNodeList(const std::vector<GltfNode*>& list);
+    // One primitive of a mesh that WriteMesh has checked.
+    void WritePrimitive(GltfMesh* mesh, const GltfPrimitiveEntry& entry, GltfJsonValue& primitives);
     void ClearWriteState();
 
     // Welding scratch: for each point of the mesh being written, the newest vertex of the

@@ -16,8 +16,8 @@ using namespace gltfjson;
 
 namespace {
 
-// The one conversion of alpha modes to glTF; a stored value outside the three is opaque. The
-// cut-off is never written, whatever the mode.
+// The one conversion of alpha modes to glTF; a stored value outside the three is opaque.
+// Deliberate: the cut-off is never written, whatever the mode.
 const char* alphaModeName(GltfAlphaMode mode) {
     switch (mode) {
     case GltfAlphaMode::Mask:
@@ -70,8 +70,8 @@ uint32_t gltfWrapCode(GltfWrapMode mode) {
 }
 
 // 1 PNG, 2 JPEG, 0 anything else, from the text behind the last "." (the whole path when there
-// is none). The cut does not stop at separators, so a dot in a directory name yields a kind of
-// 0, never a wrong one.
+// is none). Deliberate: the cut does not stop at separators, so a dot in a directory name
+// yields a kind of 0, never a wrong one.
 uint32_t mimeKindOf(const std::string& path) {
     const std::size_t dot = path.rfind('.');
     std::string extension = dot == std::string::npos ? path : path.substr(dot + 1);
@@ -94,101 +94,120 @@ bool measureFile(const std::string& hostPath, uint32_t& size) {
     return true;
 }
 
+// The members that every material has, in their order.
+Value makeMaterialObject(const GltfMaterial& material, GltfJsonAllocator& allocator) {
+    Value object(rapidjson::kObjectType);
+    object.AddMember("name", copiedString(material.name, allocator), allocator);
+    object.AddMember("emissiveFactor", makeDoubleArray(material.emissiveFactor, allocator),
+                     allocator);
+    object.AddMember("alphaMode", rapidjson::StringRef(alphaModeName(material.alphaMode)),
+                     allocator);
+    object.AddMember("doubleSided", Value(material.doubleSided), allocator);
+    return object;
+}
+
+// "pbrMetallicRoughness" without its textures.
+Value makePbrObject(const GltfMaterial& material, GltfJsonAllocator& allocator) {
+    Value pbr(rapidjson::kObjectType);
+    pbr.AddMember("baseColorFactor", makeDoubleArray(material.baseColorFactor, allocator),
+                  allocator);
+    // 32-bit floats: the text shows the double of the float (0.1f gives 0.10000000149011612).
+    pbr.AddMember("metallicFactor", Value(static_cast<double>(material.metallicFactor)), allocator);
+    pbr.AddMember("roughnessFactor", Value(static_cast<double>(material.roughnessFactor)),
+                  allocator);
+    return pbr;
+}
+
+// Deliberate: the base colour asks for its UV set before the texture is written, so a base
+// colour texture that the mesh cannot map never reaches "textures". The other fields write
+// their texture first (writeTextureReference) and can leave it in "textures" unreferenced.
+void addBaseColorTexture(GltfDocument& document, const GltfMaterial& material, const GltfMesh* mesh,
+                         Value& pbr) {
+    uint32_t texCoord = 0;
+    if (!material.baseColorTexture ||
+        !findUvSet(mesh, material.baseColorTexture->uvMapName, texCoord))
+        return;
+    const uint32_t texture = document.WriteTexture(material.baseColorTexture.get());
+    if (texture == kGltfNoIndex) return;
+    GltfJsonAllocator& allocator = document.json->allocator;
+    pbr.AddMember("baseColorTexture", makeTextureReference(texture, texCoord, allocator),
+                  allocator);
+}
+
+// Writes the field's texture, then finds its UV set; null when the field is empty or either
+// step fails.
+Value writeTextureReference(GltfDocument& document, const std::shared_ptr<GltfTexture>& field,
+                            const GltfMesh* mesh) {
+    if (!field) return Value();
+    const uint32_t texture = document.WriteTexture(field.get());
+    uint32_t texCoord = 0;
+    if (texture == kGltfNoIndex || !findUvSet(mesh, field->uvMapName, texCoord)) return Value();
+    return makeTextureReference(texture, texCoord, document.json->allocator);
+}
+
+// Adds the reference as `member` when it is one (a null Value stands for none), with its own
+// factor when that is not the default 1.
+void addReference(Value& object, const char* member, Value& reference, GltfJsonAllocator& allocator,
+                  const char* factorName = nullptr, double factor = 1.0) {
+    if (!reference.IsObject()) return;
+    if (factorName && factor != 1.0)
+        reference.AddMember(rapidjson::StringRef(factorName), floatValue(factor), allocator);
+    object.AddMember(rapidjson::StringRef(member), reference, allocator);
+}
+
+// The texture fields of a lit material, in the order their textures are written.
+void addLitTextures(GltfDocument& document, const GltfMaterial& material, const GltfMesh* mesh,
+                    Value& object, Value& pbr) {
+    GltfJsonAllocator& allocator = document.json->allocator;
+    Value metallicRoughness =
+        writeTextureReference(document, material.metallicRoughnessTexture, mesh);
+    addReference(pbr, "metallicRoughnessTexture", metallicRoughness, allocator);
+    Value normal = writeTextureReference(document, material.normalTexture, mesh);
+    addReference(object, "normalTexture", normal, allocator, "scale", material.normalScale);
+    Value occlusion = writeTextureReference(document, material.occlusionTexture, mesh);
+    addReference(object, "occlusionTexture", occlusion, allocator, "strength",
+                 material.occlusionStrength);
+    Value emissive = writeTextureReference(document, material.emissiveTexture, mesh);
+    addReference(object, "emissiveTexture", emissive, allocator);
+}
+
+void addUnlitExtension(GltfDocument& document, Value& object) {
+    GltfJsonAllocator& allocator = document.json->allocator;
+    Value extensions(rapidjson::kObjectType);
+    extensions.AddMember("KHR_materials_unlit", Value(rapidjson::kObjectType), allocator);
+    object.AddMember("extensions", extensions, allocator);
+    document.usesUnlit = true;
+}
+
 } // namespace
 
 // The material's index is known before its object exists, so that anything written on the
 // way (its textures) and any later primitive find it. The check is on the record's address:
-// a material shared by two meshes takes the UV set numbers of the mesh that wrote it first.
+// deliberately, a material shared by two meshes takes the UV set numbers of the mesh that
+// wrote it first.
 uint32_t GltfDocument::WriteMaterial(GltfMaterial* material, GltfMesh* mesh) {
     const auto known = materialIds.find(material);
     if (known != materialIds.end()) return known->second;
-    const uint32_t index = json->materials.Size();
-    materialIds.emplace(material, index);
+    materialIds.emplace(material, json->materials.Size());
 
     GltfJsonAllocator& allocator = json->allocator;
-    Value object(rapidjson::kObjectType);
-    object.AddMember("name", copiedString(material->name, allocator), allocator);
-    object.AddMember("emissiveFactor", makeDoubleArray(material->emissiveFactor, allocator),
-                     allocator);
-    object.AddMember("alphaMode", rapidjson::StringRef(alphaModeName(material->alphaMode)),
-                     allocator);
-    object.AddMember("doubleSided", Value(material->doubleSided), allocator);
-
-    Value pbr(rapidjson::kObjectType);
-    pbr.AddMember("baseColorFactor", makeDoubleArray(material->baseColorFactor, allocator),
-                  allocator);
-    // 32-bit floats: the text shows the double of the float (0.1f gives 0.10000000149011612).
-    pbr.AddMember("metallicFactor", Value(static_cast<double>(material->metallicFactor)),
-                  allocator);
-    pbr.AddMember("roughnessFactor", Value(static_cast<double>(material->roughnessFactor)),
-                  allocator);
-
-    // The base colour asks for its UV set before the texture is written, so a base colour
-    // texture that the mesh cannot map never reaches "textures". The others are written first
-    // and referenced only if the UV set exists: they can stand in "textures" unreferenced.
-    uint32_t texCoord = 0;
-    if (material->baseColorTexture &&
-        findUvSet(mesh, material->baseColorTexture->uvMapName, texCoord)) {
-        const uint32_t texture = WriteTexture(material->baseColorTexture.get());
-        if (texture != kGltfNoIndex)
-            pbr.AddMember("baseColorTexture", makeTextureReference(texture, texCoord, allocator),
-                          allocator);
-    }
-
-    // Writes the texture, then finds its UV set; null when either fails.
-    auto reference = [&](const std::shared_ptr<GltfTexture>& field) -> Value {
-        const uint32_t texture = WriteTexture(field.get());
-        if (texture == kGltfNoIndex || !findUvSet(mesh, field->uvMapName, texCoord)) return Value();
-        return makeTextureReference(texture, texCoord, allocator);
-    };
-
-    // An unlit material (and any other non-zero value) keeps only its base colour texture.
-    if (material->unlit == 0) {
-        if (material->metallicRoughnessTexture) {
-            Value metallicRoughness = reference(material->metallicRoughnessTexture);
-            if (metallicRoughness.IsObject())
-                pbr.AddMember("metallicRoughnessTexture", metallicRoughness, allocator);
-        }
-        if (material->normalTexture) {
-            Value normal = reference(material->normalTexture);
-            if (normal.IsObject()) {
-                if (material->normalScale != 1.0)
-                    normal.AddMember("scale", floatValue(material->normalScale), allocator);
-                object.AddMember("normalTexture", normal, allocator);
-            }
-        }
-        if (material->occlusionTexture) {
-            Value occlusion = reference(material->occlusionTexture);
-            if (occlusion.IsObject()) {
-                if (material->occlusionStrength != 1.0)
-                    occlusion.AddMember("strength", floatValue(material->occlusionStrength),
-                                        allocator);
-                object.AddMember("occlusionTexture", occlusion, allocator);
-            }
-        }
-        if (material->emissiveTexture) {
-            Value emissive = reference(material->emissiveTexture);
-            if (emissive.IsObject()) object.AddMember("emissiveTexture", emissive, allocator);
-        }
-    }
-
+    Value object = makeMaterialObject(*material, allocator);
+    Value pbr = makePbrObject(*material, allocator);
+    addBaseColorTexture(*this, *material, mesh, pbr);
+    // Deliberate: unlit (1) and any other non-zero value keep only the base colour texture.
+    if (material->unlit == 0) addLitTextures(*this, *material, mesh, object, pbr);
     // Behind the texture members of the material object, by the order of the calls above.
     object.AddMember("pbrMetallicRoughness", pbr, allocator);
-
-    if (material->unlit == 1) {
-        Value extensions(rapidjson::kObjectType);
-        extensions.AddMember("KHR_materials_unlit", Value(rapidjson::kObjectType), allocator);
-        object.AddMember("extensions", extensions, allocator);
-        usesUnlit = true;
-    }
+    // Deliberate: only 1 asks for the extension; other non-zero values stay lit, untextured.
+    if (material->unlit == 1) addUnlitExtension(*this, object);
     return pushToArray(json->materials, object, allocator);
 }
 
 // ---- Textures, samplers, images ----------------------------------------------------------------
 
 // Cached by the record's address: a texture in several fields or materials is written once.
-// A texture whose image is missing is not cached, so each later reference tries again and
-// reports the file again, where the user can see which materials it affects.
+// Deliberate: a texture whose image is missing is not cached, so each later reference tries
+// again and reports the file again, where the user can see which materials it affects.
 uint32_t GltfDocument::WriteTexture(GltfTexture* texture) {
     const auto known = textureIds.find(texture);
     if (known != textureIds.end()) return known->second;
@@ -209,7 +228,8 @@ uint32_t GltfDocument::WriteTexture(GltfTexture* texture) {
     return index;
 }
 
-// One sampler per texture, never shared, and without filters: readers pick their own.
+// Deliberate: one sampler per texture, never shared, and without filters: readers pick their
+// own.
 int32_t GltfDocument::WriteSampler(uint32_t wrapS, uint32_t wrapT) {
     GltfJsonAllocator& allocator = json->allocator;
     Value object(rapidjson::kObjectType);
@@ -218,7 +238,7 @@ int32_t GltfDocument::WriteSampler(uint32_t wrapS, uint32_t wrapT) {
     return static_cast<int32_t>(pushToArray(json->samplers, object, allocator));
 }
 
-// Cached by the path string as given: two spellings of one file make two images.
+// Cached by the path string as given; deliberately, two spellings of one file make two images.
 //
 // Only the size is taken here. The image chunk carries the path; WriteChunks copies the file
 // beside a .gltf, or streams its bytes into the BIN chunk of a .glb, padded to 4 so that the
@@ -242,7 +262,8 @@ int32_t GltfDocument::WriteImage(GltfImage& image) {
     const uint32_t padBytes = (0u - size) & 3u;
     const uint32_t byteLength = size + padBytes;
     if (outputKind != 0) {
-        // The copy lands beside the .gltf under the file's own name; no directory, no escaping.
+        // The copy lands beside the .gltf under the file's own name; deliberately no directory
+        // and no escaping.
         object.AddMember("uri", copiedString(BaseNameOf(image.path), allocator), allocator);
         // Listed for the copying only: it adds nothing to the buffer, so it needs no pad.
         AddChunk(GltfBufferChunk::ForImage(image.path, byteLength, 0));

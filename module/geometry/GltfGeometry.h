@@ -11,6 +11,9 @@
 //   polygon walk OnPolygon: triangles, primitives by "MATR" tag, parts by "PART" tag, and the
 //              corner step for every attribute
 //   resolve     UV values reduced per point once it is known whether any corner is unmapped
+// Host answers can leave the tables out of step (a corner whose point the walk did not see, a
+// triangle the host would not hand out). Creation records them as they come; the writer checks
+// the finished record and refuses such a mesh with an error (GltfDocument::WriteMesh).
 #pragma once
 
 #include "document/GltfDocument.h"
@@ -51,7 +54,9 @@ template <class Map> struct MapEntry {
 // large mesh keeps one for every corner and every UV map until the walk ends.
 struct UvCorner {
     float u = 0, v = 0;
-    uint32_t point : 31; // index in positions, or noPoint for an id the point walk did not see
+    // Index in positions, or noPoint for an id the point walk did not see. Deliberate: an index
+    // too large for 31 bits is noPoint too, and all noPoint corners are reduced as one group.
+    uint32_t point : 31;
     uint32_t mapped : 1;
 };
 constexpr uint32_t noPoint = 0x7FFFFFFFu;
@@ -94,8 +99,21 @@ public:
     uint32_t count = 0;
 };
 
+// The host's objects for the mesh being built, owned by CreateMesh for the length of the walk.
+struct MeshAccessors {
+    CQvUser_Mesh mesh;
+    CQvUser_MeshMap maps;
+    CQvUser_Point points;
+    CQvUser_Polygon polygons;
+    bool mapsFailed = false; // no map accessor: the mesh is built without vertex maps
+};
+
 // The state of the mesh being built; one mesh at a time.
 struct MeshWork {
+    // Starts on `record`, reading through `host`; `corners` (from the polygon count, may be 0)
+    // sizes the per-corner tables once.
+    void Begin(GltfMesh* record, GltfLogMsg* saverLog, MeshAccessors& host, uint32_t pointCount,
+               int32_t corners);
     void Reset();
 
     // Set-up: the maps of each kind, and a table for each.
@@ -103,6 +121,8 @@ struct MeshWork {
     void addColorMap(QvMapId id);
     void addTangentMap(QvMapId id);
     void addUvMap(const std::string& name, QvMapId id);
+    // After the polygon walk: every UV map's values and per-corner index.
+    void ResolveUvMaps();
     void resolveUvMap(UvWork& work);
 
     // Corner steps, with the polygon of the corner selected.
@@ -125,7 +145,8 @@ struct MeshWork {
     std::vector<MapEntry<GltfColorMap>> colorMaps;
     std::vector<UniqueValueTable<ColorValue, ExactEqual<ColorValue, 4>>> colorIndexByValue;
     std::vector<MapEntry<GltfTangentMap>> tangentMaps;
-    // Equality looks at the tangent and the bitangent's x only, while the hash covers all six.
+    // Deliberate: equality looks at the tangent and the bitangent's x only, while the hash
+    // covers all six; frames that differ in the bitangent's y or z alone may share an entry.
     std::vector<UniqueValueTable<TangentValue, ExactEqual<TangentValue, 4>>> tangentIndexByValue;
     GltfMesh* gltfMesh = nullptr;
     uint32_t expectedCorners = 0; // from the triangle count, so per-corner tables grow once

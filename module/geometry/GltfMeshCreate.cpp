@@ -7,76 +7,74 @@
 
 namespace {
 
-// The 16-bit index limit counts triangle corners of the whole mesh.
+// Deliberate: the 16-bit index limit counts the triangle corners of the whole mesh, not its
+// welded vertices nor one primitive's, so a mesh is refused even when each primitive would fit.
 constexpr int32_t maxShortCorners = 65535;
+
+const char* textOrEmpty(const char* text) {
+    return text ? text : "";
+}
+
+// Deliberate: any value of the "visible" channel in the edit action but 0 counts as hidden.
+bool isHiddenItem(IQvItem* item, CQvUser_ChannelRead& editChannels) {
+    const int32_t visibleChannel = ChannelIndexOf(item, "visible");
+    int32_t hidden = 0;
+    return visibleChannel >= 0 && editChannels &&
+           QvSucceeded(editChannels->ReadInteger(item, uint32_t(visibleChannel), &hidden)) &&
+           hidden != 0;
+}
+
+// Opens the point, polygon and map accessors; a mesh without maps is still built.
+void openAccessors(MeshAccessors& host) {
+    host.mapsFailed = QvFailed(host.mesh->MapAccessor(host.maps.out())) || !host.maps;
+    host.mesh->PointAccessor(host.points.out());
+    host.mesh->PolygonAccessor(host.polygons.out());
+}
 
 } // namespace
 
+// The tables are not checked here but by the writer, which sees the mesh complete with its
+// skins (see GltfDocument::WriteMesh).
 GltfMesh* GltfSaver::CreateMesh(CQvUser_Item& item) {
-    uint32_t pointCount = PointCount();
+    const uint32_t pointCount = PointCount();
     if (pointCount == 0) return nullptr;
-    CQvUser_Mesh mesh;
-    if (!GetMesh(mesh)) {
-        const char* name = ItemName();
-        log.LogError("Failed to get mesh for item:%s", name ? name : "");
+    MeshAccessors host;
+    if (!GetMesh(host.mesh)) {
+        log.LogError("Failed to get mesh for item:%s", textOrEmpty(ItemName()));
         return nullptr;
     }
     // A hidden item keeps its node but not its geometry; the test comes before reuse so that a
     // hidden item never borrows a mesh.
-    int32_t visibleChannel = ChannelIndexOf(item.get(), "visible");
-    int32_t hidden = 0;
-    if (visibleChannel >= 0 && editChannels &&
-        QvSucceeded(editChannels->ReadInteger(item.get(), uint32_t(visibleChannel), &hidden)) &&
-        hidden != 0)
-        return nullptr;
+    if (isHiddenItem(item.get(), editChannels)) return nullptr;
 
-    const char* name = ItemName();
-    const char* typeName = ItemTypeName();
-    name = name ? name : "";
-    typeName = typeName ? typeName : "";
-    auto reused = meshNodes.find(item.get());
+    const char* name = textOrEmpty(ItemName());
+    const char* typeName = textOrEmpty(ItemTypeName());
+    const auto reused = meshNodes.find(item.get());
     if (reused != meshNodes.end()) {
         log.LogInfo("Using mesh:%s type:%s which is already created", name, typeName);
         return reused->second;
     }
     log.LogInfo("Creating mesh:%s type:%s nPoints:%u", name, typeName, pointCount);
 
-    CQvUser_MeshMap maps;
-    CQvUser_Point points;
-    CQvUser_Polygon polygons;
-    bool mapsFailed = QvFailed(mesh->MapAccessor(maps.out())) || !maps;
-    mesh->PointAccessor(points.out());
-    mesh->PolygonAccessor(polygons.out());
-
-    int32_t polyInds = CountPolygonCorners(mesh.get(), polygons.get());
+    openAccessors(host);
+    const int32_t polyInds = CountPolygonCorners(host.mesh.get(), host.polygons.get());
     if (polyInds > maxShortCorners && indicesExport == 0) {
-        log.LogError("   Creating mesh:%s type:%s nPoints:%u polyInds:%d failed! Number of vertices "
-                     "goes over the maximum of unsigned short data type!",
-                     name, typeName, pointCount, polyInds);
+        log.LogError(
+            "   Creating mesh:%s type:%s nPoints:%u polyInds:%d failed! Number of vertices "
+            "goes over the maximum of unsigned short data type!",
+            name, typeName, pointCount, polyInds);
         return nullptr;
     }
     log.LogInfo("   polyInds:%d", polyInds);
 
     GltfMesh* gltfMesh = rootNode->CreateMesh();
-    meshWork.Reset();
-    meshWork.log = &log;
-    meshWork.gltfMesh = gltfMesh;
-    meshWork.mesh = &mesh;
-    meshWork.meshMap = &maps;
-    meshWork.polygon = &polygons;
-    meshWork.point = &points;
-    meshWork.pointIndexById.Reserve(pointCount);
-    if (polyInds > 0) {
-        meshWork.expectedCorners = uint32_t(polyInds);
-        gltfMesh->pointIndex.reserve(size_t(polyInds));
-        gltfMesh->normalIndex.reserve(size_t(polyInds));
-    }
-    if (!mapsFailed) SetUpVertexMaps();
-
+    meshWork.Begin(gltfMesh, &log, host, pointCount, polyInds);
+    if (!host.mapsFailed) SetUpVertexMaps();
+    // The walks call back OnPoint for every point, then OnPolygon for every polygon.
     WalkPoints();
     WalkPolygons();
     if (materials != 0) RecordMaterialNames(gltfMesh);
-    for (auto& work : meshWork.uvWork) meshWork.resolveUvMap(*work);
+    meshWork.ResolveUvMaps();
     meshNodes.emplace(item.get(), gltfMesh);
     meshWork.Reset();
     return gltfMesh;
@@ -118,7 +116,8 @@ void GltfSaver::SetUpVertexMaps() {
     }
     for (const MeshMapListing& map : meshWork.gatherMaps(mapTypeUv, true)) {
         meshWork.addUvMap(map.name, map.id);
-        // Counts whichever map the accessor holds after the listing; the number is for the log.
+        // Deliberate: counts whichever map the accessor holds after the listing; the number is
+        // only for the log.
         MeshMapContentVisitor counter;
         (*meshWork.meshMap)->EnumerateContent(&counter, meshWork.point->get());
         log.LogInfo("   uv vmap:%s count:%u", map.name.c_str(), counter.count);
@@ -147,18 +146,24 @@ void GltfSaver::OnPolygon() {
     QvPolygonId polygonId = CurrentPolygonId();
     CQvUser_Polygon walking;
     uint32_t triangles = 0;
-    if (!PolygonAccessorOfSaver(walking) || QvFailed(walking->GenerateTriangles(&triangles))) return;
+    if (!PolygonAccessorOfSaver(walking) || QvFailed(walking->GenerateTriangles(&triangles)))
+        return;
     for (uint32_t t = 0; t < triangles; ++t) {
         QvPointId corners[3] = {nullptr, nullptr, nullptr};
-        walking->TriangleByIndex(t, &corners[0], &corners[1], &corners[2]);
+        // A triangle the host fails to hand out keeps its place with null corners, whatever the
+        // call left behind. A null id is never a known point, so the point table falls short
+        // and the writer refuses the mesh with an error rather than write made-up corners.
+        if (QvFailed(walking->TriangleByIndex(t, &corners[0], &corners[1], &corners[2])))
+            corners[0] = corners[1] = corners[2] = nullptr;
         AddTriangle(material, part);
-        for (QvPointId corner : corners) AddCorner(polygonId, corner);
+        for (QvPointId corner : corners)
+            AddCorner(polygonId, corner);
         ++meshWork.triangleCounter;
     }
 }
 
-// A polygon without "MATR" tag adds its triangles to no primitive: its corners are recorded, but
-// the triangle is never written.
+// Deliberate: a polygon without "MATR" tag adds its triangles to no primitive; its corners are
+// recorded, but the triangle is never written.
 void GltfSaver::AddTriangle(const char* material, const char* part) {
     GltfMesh& mesh = *meshWork.gltfMesh;
     if (material) mesh.primitives[material].triangles.push_back(meshWork.triangleCounter);
@@ -181,7 +186,8 @@ void GltfSaver::AddCorner(QvPolygonId polygonId, QvPointId pointId) {
 // The mesh's material names, for the shader tree walk.
 void GltfSaver::RecordMaterialNames(GltfMesh* mesh) {
     std::vector<std::string> names;
-    for (auto& [name, primitive] : mesh->primitives) names.push_back(name);
+    for (auto& [name, primitive] : mesh->primitives)
+        names.push_back(name);
     meshMaterialNames.emplace(mesh, names);
     for (auto& [name, primitive] : mesh->primitives) {
         usedMaterialNames.emplace(name, true);

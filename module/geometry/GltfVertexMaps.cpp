@@ -23,7 +23,8 @@ size_t HashPointId(QvPointId id) {
 
 void PointIndexTable::Reserve(size_t points) {
     size_t size = 64;
-    while (size < points * 2) size *= 2;
+    while (size < points * 2)
+        size *= 2;
     slots.assign(size, {nullptr, 0});
     count = 0;
 }
@@ -38,7 +39,7 @@ void PointIndexTable::Insert(QvPointId id, uint32_t index) {
     }
     size_t mask = slots.size() - 1;
     for (size_t i = HashPointId(id) & mask;; i = (i + 1) & mask) {
-        if (slots[i].first == id) return; // the first index of an id stays
+        if (slots[i].first == id) return; // deliberate: the first index of an id stays
         if (!slots[i].first) {
             slots[i] = {id, index};
             ++count;
@@ -66,6 +67,23 @@ void PointIndexTable::Clear() {
 
 // ---- Set-up -------------------------------------------------------------------------------
 
+void MeshWork::Begin(GltfMesh* record, GltfLogMsg* saverLog, MeshAccessors& host,
+                     uint32_t pointCount, int32_t corners) {
+    Reset();
+    log = saverLog;
+    gltfMesh = record;
+    mesh = &host.mesh;
+    meshMap = &host.maps;
+    polygon = &host.polygons;
+    point = &host.points;
+    pointIndexById.Reserve(pointCount);
+    if (corners > 0) {
+        expectedCorners = uint32_t(corners);
+        record->pointIndex.reserve(size_t(corners));
+        record->normalIndex.reserve(size_t(corners));
+    }
+}
+
 void MeshWork::Reset() {
     pointIndexById.Clear();
     normalIndexByValue.Clear();
@@ -89,6 +107,8 @@ void MeshWork::Reset() {
 namespace {
 
 // Lists the maps of the filter; a map named "UV Distortion" is no attribute of any kind.
+// Deliberate: a map whose name cannot be read ends the listing, and the maps after it are not
+// listed.
 class MeshMapVisitor final : public CQvImpl_AbstractVisitor {
 public:
     MeshMapVisitor(IQvMeshMap* meshMap, std::vector<MeshMapListing>& listings)
@@ -156,10 +176,11 @@ void MeshWork::addUvMap(const std::string& name, QvMapId id) {
 
 void MeshWork::AddCornerPoint(QvPointId pointId) {
     uint32_t index = 0;
+    // Deliberate: an id the point walk did not see adds no entry (the writer refuses the mesh).
     if (pointIndexById.Find(pointId, index)) gltfMesh->pointIndex.push_back(index);
 }
 
-// A corner without value is (0, 0, 0, 0), and an RGB map leaves alpha at 0.
+// Deliberate: a corner without value is (0, 0, 0, 0), and an RGB map leaves alpha at 0.
 void MeshWork::AddCornerColors(QvPointId pointId) {
     for (size_t m = 0; m < colorMaps.size(); ++m) {
         (*point)->Select(pointId);
@@ -181,7 +202,9 @@ void MeshWork::AddCornerTangents(QvPointId pointId) {
 }
 
 // The normal map where it has a value at this corner, the host's own normal where it has none;
-// always of unit length.
+// always of unit length, and (1, 0, 0) where that is zero. Deliberate: only two answers of
+// exactly "no value" fall back to the host's normal; a failed read takes the evaluated value,
+// zero if the read wrote nothing.
 void MeshWork::AddCornerNormal(QvPointId pointId) {
     NormalValue normal{};
     bool fromHost = true;
@@ -201,7 +224,8 @@ void MeshWork::AddCornerNormal(QvPointId pointId) {
         (*polygon)->Id(&polygonId);
         (*point)->Normal(polygonId, normal.data());
     }
-    double length = std::sqrt(normal[0] * normal[0] + normal[1] * normal[1] + normal[2] * normal[2]);
+    double length =
+        std::sqrt(normal[0] * normal[0] + normal[1] * normal[1] + normal[2] * normal[2]);
     if (length > 0)
         normal = {normal[0] / length, normal[1] / length, normal[2] / length};
     else
@@ -230,9 +254,14 @@ void MeshWork::AddCornerUvs(QvPointId pointId) {
 
 // ---- UV reduction -------------------------------------------------------------------------
 
-// UVs are made unique per point: two points with equal UVs keep separate entries, which costs
-// nothing in the file since their corners differ in position anyway. Unmapped corners share
-// index 0, which then holds (0, 0).
+void MeshWork::ResolveUvMaps() {
+    for (auto& work : uvWork)
+        resolveUvMap(*work);
+}
+
+// UVs are made unique per point: deliberately, two points with equal UVs keep separate entries,
+// which costs nothing in the file since their corners differ in position anyway. Unmapped
+// corners share index 0, which then holds (0, 0).
 void MeshWork::resolveUvMap(UvWork& work) {
     GltfUvMap& map = *work.map;
     size_t cornerCount = work.corners.size();

@@ -1,6 +1,7 @@
 // Tables of unique values for the per-corner attributes. A value is looked up by exact equality
-// of its components (no epsilon) and hashed over its raw bits, so 0.0 and -0.0 compare equal
-// but usually land in two entries, and a NaN never matches and always makes a new one. The table
+// of its components (no epsilon) and hashed over its raw bits, so (deliberately) 0.0 and -0.0
+// compare equal but usually land in two entries, and a NaN never matches and always makes a new
+// one: both cost only a duplicate vertex, never a wrong value. The table
 // holds only indices; the values live in the mesh record, so that nothing is stored twice.
 //
 // Open addressing with linear probing over one flat array, no allocation per value. In front of
@@ -93,7 +94,8 @@ private:
         for (uint32_t index : old) {
             if (index == empty) continue;
             size_t i = HashValueBits(values[index]) & mask;
-            while (slots[i] != empty) i = (i + 1) & mask;
+            while (slots[i] != empty)
+                i = (i + 1) & mask;
             slots[i] = index;
         }
     }
