@@ -35,10 +35,7 @@ class SurfaceObject;
 
 // Actions (qvActionSetup, qvActionEdit; a clip's values go under its ident) and item graphs
 // (qvGraphXfrmCore, ...) are the SDK's. Every scene has each item graph, though a scene may
-// remove one to show a host without it. These older names remain only for tests written against
-// them, and go once those use the SDK's.
-constexpr const char* kEdit = qvActionEdit;
-constexpr const char* kShadeLoc = qvGraphShadeLoc;
+// remove one to show a host without it.
 
 struct ChannelDriver {
     Item* item;

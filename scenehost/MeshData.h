@@ -41,14 +41,7 @@
 
 namespace scenehost {
 
-// Map types (qvMapUv, ...) and polygon tags (qvPolyTagMaterial, ...) are the SDK's. These older
-// names remain only for tests written against them, and go once those use the SDK's.
-constexpr uint32_t kMapNormal = qvMapNormal;
-constexpr uint32_t kMapRgb = qvMapRgb;
-constexpr uint32_t kMapRgba = qvMapRgba;
-constexpr uint32_t kMapUv = qvMapUv;
-constexpr uint32_t kTagMaterial = qvPolyTagMaterial;
-constexpr uint32_t kTagPart = qvPolyTagPart;
+// Map types (qvMapUv, ...) and polygon tags (qvPolyTagMaterial, ...) are the SDK's.
 
 // Floats in one value of a map of `type`; 0 for a type the host does not have.
 uint32_t MapDimension(uint32_t type);

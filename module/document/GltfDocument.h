@@ -300,9 +300,12 @@ struct GltfBufferChunk {
 };
 
 // An image while its texture is written: no stored record.
+// The image kinds the writer tells apart by the file name's extension.
+enum class GltfImageKind : uint32_t { Unknown = 0, Png = 1, Jpeg = 2 };
+
 struct GltfImage {
     std::string path;
-    uint32_t mimeKind = 0; // 0 unknown, 1 PNG, 2 JPEG
+    GltfImageKind mimeKind = GltfImageKind::Unknown; // Unknown: no "mimeType"
 };
 
 // ---- The document ------------------------------------------------------------------------------

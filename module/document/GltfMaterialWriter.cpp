@@ -69,17 +69,17 @@ uint32_t gltfWrapCode(GltfWrapMode mode) {
     }
 }
 
-// 1 PNG, 2 JPEG, 0 anything else, from the text behind the last "." (the whole path when there
+// The kind from the text behind the last "." (the whole path when there
 // is none). Deliberate: the cut does not stop at separators, so a dot in a directory name
-// yields a kind of 0, never a wrong one.
-uint32_t mimeKindOf(const std::string& path) {
+// yields Unknown, never a wrong kind.
+GltfImageKind mimeKindOf(const std::string& path) {
     const std::size_t dot = path.rfind('.');
     std::string extension = dot == std::string::npos ? path : path.substr(dot + 1);
     for (char& c : extension)
         c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-    if (extension == "png") return 1;
-    if (extension == "jpg" || extension == "jpeg") return 2;
-    return 0;
+    if (extension == "png") return GltfImageKind::Png;
+    if (extension == "jpg" || extension == "jpeg") return GltfImageKind::Jpeg;
+    return GltfImageKind::Unknown;
 }
 
 // The file's size in bytes, or false when it cannot be opened and measured.
@@ -195,11 +195,11 @@ uint32_t GltfDocument::WriteMaterial(GltfMaterial* material, GltfMesh* mesh) {
     Value pbr = makePbrObject(*material, allocator);
     addBaseColorTexture(*this, *material, mesh, pbr);
     // Deliberate: unlit (1) and any other non-zero value keep only the base colour texture.
-    if (material->unlit == 0) addLitTextures(*this, *material, mesh, object, pbr);
+    if (material->unlit == kGltfShadeLit) addLitTextures(*this, *material, mesh, object, pbr);
     // Behind the texture members of the material object, by the order of the calls above.
     object.AddMember("pbrMetallicRoughness", pbr, allocator);
     // Deliberate: only 1 asks for the extension; other non-zero values stay lit, untextured.
-    if (material->unlit == 1) addUnlitExtension(*this, object);
+    if (material->unlit == kGltfShadeUnlit) addUnlitExtension(*this, object);
     return pushToArray(json->materials, object, allocator);
 }
 
@@ -256,12 +256,12 @@ int32_t GltfDocument::WriteImage(GltfImage& image) {
     GltfJsonAllocator& allocator = json->allocator;
     Value object(rapidjson::kObjectType);
     // Nothing for other kinds: glTF knows only these two, and the file is exported regardless.
-    if (image.mimeKind == 1) object.AddMember("mimeType", "image/png", allocator);
-    if (image.mimeKind == 2) object.AddMember("mimeType", "image/jpeg", allocator);
+    if (image.mimeKind == GltfImageKind::Png) object.AddMember("mimeType", "image/png", allocator);
+    if (image.mimeKind == GltfImageKind::Jpeg) object.AddMember("mimeType", "image/jpeg", allocator);
 
     const uint32_t padBytes = (0u - size) & 3u;
     const uint32_t byteLength = size + padBytes;
-    if (outputKind != 0) {
+    if (outputKind != kGltfOutputGlb) {
         // The copy lands beside the .gltf under the file's own name; deliberately no directory
         // and no escaping.
         object.AddMember("uri", copiedString(BaseNameOf(image.path), allocator), allocator);

@@ -30,15 +30,6 @@
 
 class GltfLogMsg;
 
-// Host map types, four-character codes.
-constexpr uint32_t mapTypeNormal = QvFourCC('N', 'O', 'R', 'M');
-constexpr uint32_t mapTypeRgb = QvFourCC('R', 'G', 'B', ' ');
-constexpr uint32_t mapTypeRgba = QvFourCC('R', 'G', 'B', 'A');
-constexpr uint32_t mapTypeUv = QvFourCC('T', 'X', 'U', 'V');
-constexpr uint32_t mapTypeTangent = QvFourCC('T', 'B', 'A', 'S');
-constexpr uint32_t polyTagMaterial = QvFourCC('M', 'A', 'T', 'R');
-constexpr uint32_t polyTagPart = QvFourCC('P', 'A', 'R', 'T');
-
 struct MeshMapListing {
     std::string name;
     QvMapId id = nullptr;

@@ -97,7 +97,7 @@ int32_t GltfSaver::CountPolygonCorners(IQvMesh* mesh, IQvPolygon* polygons) {
 // The order of the set-up fixes the set numbers in the file: normals, RGB colours, RGBA colours,
 // UV maps by name, then tangent frames.
 void GltfSaver::SetUpVertexMaps() {
-    std::vector<MeshMapListing> normalMaps = meshWork.gatherMaps(mapTypeNormal, false);
+    std::vector<MeshMapListing> normalMaps = meshWork.gatherMaps(qvMapNormal, false);
     meshWork.hasNormalMap = false;
     if (!normalMaps.empty()) {
         log.LogInfo("   normal vmap:%s", normalMaps[0].name.c_str());
@@ -106,15 +106,15 @@ void GltfSaver::SetUpVertexMaps() {
     } else {
         log.LogInfo("   adding calculated normals (normals mesh map not found)");
     }
-    for (const MeshMapListing& map : meshWork.gatherMaps(mapTypeRgb, false)) {
+    for (const MeshMapListing& map : meshWork.gatherMaps(qvMapRgb, false)) {
         meshWork.addColorMap(map.id);
         log.LogInfo("   vcolRGB vmap:%s", map.name.c_str());
     }
-    for (const MeshMapListing& map : meshWork.gatherMaps(mapTypeRgba, false)) {
+    for (const MeshMapListing& map : meshWork.gatherMaps(qvMapRgba, false)) {
         meshWork.addColorMap(map.id);
         log.LogInfo("   vcolRGBA vmap:%s", map.name.c_str());
     }
-    for (const MeshMapListing& map : meshWork.gatherMaps(mapTypeUv, true)) {
+    for (const MeshMapListing& map : meshWork.gatherMaps(qvMapUv, true)) {
         meshWork.addUvMap(map.name, map.id);
         // Deliberate: counts whichever map the accessor holds after the listing; the number is
         // only for the log.
@@ -123,7 +123,7 @@ void GltfSaver::SetUpVertexMaps() {
         log.LogInfo("   uv vmap:%s count:%u", map.name.c_str(), counter.count);
     }
     if (tangentsBitangents != 0) {
-        for (const MeshMapListing& map : meshWork.gatherMaps(mapTypeTangent, false)) {
+        for (const MeshMapListing& map : meshWork.gatherMaps(qvMapTangent, false)) {
             meshWork.addTangentMap(map.id);
             log.LogInfo("   vTbasis vmap:%s", map.name.c_str());
         }
@@ -141,8 +141,8 @@ void GltfSaver::OnPoint() {
 
 void GltfSaver::OnPolygon() {
     if (!meshWork.gltfMesh) return;
-    const char* material = PolyTag(polyTagMaterial);
-    const char* part = PolyTag(polyTagPart);
+    const char* material = PolyTag(qvPolyTagMaterial);
+    const char* part = PolyTag(qvPolyTagPart);
     QvPolygonId polygonId = CurrentPolygonId();
     CQvUser_Polygon walking;
     uint32_t triangles = 0;

@@ -193,13 +193,13 @@ TEST_F(MeshCreation, GeneratedTorusComesBackCornerForCorner) {
     options.normalMap = "Normals";
     scenehost::GenerateMesh(mesh, options);
     ASSERT_GT(mesh.PointCount(), 3000u);
-    const MeshMap& uv = *mesh.FindMap(scenehost::kMapUv, "Texture");
-    const MeshMap& color = *mesh.FindMap(scenehost::kMapRgba, "Color");
-    const MeshMap& normal = *mesh.FindMap(scenehost::kMapNormal, "Normals");
+    const MeshMap& uv = *mesh.FindMap(qvMapUv, "Texture");
+    const MeshMap& color = *mesh.FindMap(qvMapRgba, "Color");
+    const MeshMap& normal = *mesh.FindMap(qvMapNormal, "Normals");
     std::vector<std::string> materials;
     std::vector<std::vector<uint32_t>> corners; // per material, in polygon order
     for (uint32_t p = 0; p < mesh.PolygonCount(); ++p) {
-        const std::string tag = mesh.Tag(p, scenehost::kTagMaterial);
+        const std::string tag = mesh.Tag(p, qvPolyTagMaterial);
         size_t m = std::find(materials.begin(), materials.end(), tag) - materials.begin();
         if (m == materials.size()) materials.push_back(tag), corners.emplace_back();
         for (uint32_t t = 0, triangle[3]; t < mesh.TriangleCount(p); ++t) {

@@ -88,14 +88,12 @@ TEST_F(OutputFiles, PathGivesThePlaceAndTheSaverTheForm) {
 }
 
 TEST_F(OutputFiles, UnwritablePathsFailTheSaveWithABoxAndWriteNothing) {
-    fs::create_directories(scratch.Path("a.b/longdirectory"));
-    // A missing directory, for each saver; and a .gltf whose last "." stands so far up the path
-    // that the image directory cannot be formed.
+    // A missing directory, for each saver. (A .gltf path too short for its image directory
+    // fails differently: see SaverState.)
     const std::pair<const char*, const char*> cases[] = {{"gltf.bin", "missing/x.glb"},
-                                                         {"gltf.gltf", "missing/x.gltf"},
-                                                         {"gltf.gltf", "a.b/longdirectory/model"}};
+                                                         {"gltf.gltf", "missing/x.gltf"}};
     for (const auto& [saver, path] : cases) EXPECT_EQ(SaveWith(saver, path), qvFailed) << path;
-    ASSERT_EQ(host.MessageBoxes().size(), 3u);
+    ASSERT_EQ(host.MessageBoxes().size(), 2u);
     for (const auto& box : host.MessageBoxes()) {
         EXPECT_EQ(box.text, "Failed to export GLTF!");
         EXPECT_EQ(box.code, qvFailed);

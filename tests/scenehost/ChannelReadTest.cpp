@@ -11,7 +11,7 @@ TEST(SceneHostChannelRead, ActionsFallBackToSetupAndClipsApplyWhenActiveAndEnabl
     Item& mask = host.Scene().AddItem("mask", "Mask");
     Item& walk = host.Scene().AddItem("actionclip", "Walk");
     Item& run = host.Scene().AddItem("actionclip", "Run");
-    mask.Set("opacity", 0.25).Set("opacity", 0.5, kEdit).Set("ptag", "Wood");
+    mask.Set("opacity", 0.25).Set("opacity", 0.5, qvActionEdit).Set("ptag", "Wood");
     mask.Set("opacity", 0.75, walk.Ident()).Set("opacity", 1.0, run.Ident());
     auto opacity = [&](const char* action) {
         return ReadDouble(Channels(host, action).get(), mask, "opacity");

@@ -220,8 +220,8 @@ TEST(SceneHostMesh, PolygonValuesComeBeforePointValuesAndNoValueAnswersFalse) {
 TEST(SceneHostMesh, WalksEndOnFailureAndAccessorsKeepTheirOwnSelection) {
     Fixture f;
     AddCube(f.mesh, true);
-    f.mesh.SetPolygonTag(0, kTagPart, "Lid");
-    f.mesh.SetPolygonTag(1, kTagMaterial, "");
+    f.mesh.SetPolygonTag(0, qvPolyTagPart, "Lid");
+    f.mesh.SetPolygonTag(1, qvPolyTagMaterial, "");
     f.mesh.AddMap("TXUV", "b").SetPointValue(2, {0, 0}).SetPointValue(5, {1, 1});
     ComRef<IQvPolygon> walk = f.polygons(), pick = f.polygons();
     ComRef<IQvStringTag> tags = Query<IQvStringTag>(walk.get());
@@ -231,8 +231,8 @@ TEST(SceneHostMesh, WalksEndOnFailureAndAccessorsKeepTheirOwnSelection) {
         pick->SelectByIndex(f.mesh.PolygonCount() - 1 - uint32_t(seen.size()));
         const char* material = nullptr;
         const char* part = nullptr;
-        std::string entry = QvSucceeded(tags->GetTag(kTagMaterial, &material)) ? material : "-";
-        if (QvSucceeded(tags->GetTag(kTagPart, &part))) entry += std::string("/") + part;
+        std::string entry = QvSucceeded(tags->GetTag(qvPolyTagMaterial, &material)) ? material : "-";
+        if (QvSucceeded(tags->GetTag(qvPolyTagPart, &part))) entry += std::string("/") + part;
         seen.push_back(entry);
         return seen.size() == 3 ? qvFailed : qvOk;
     });
@@ -244,8 +244,8 @@ TEST(SceneHostMesh, WalksEndOnFailureAndAccessorsKeepTheirOwnSelection) {
 
     ComRef<IQvMeshMap> maps;
     ASSERT_EQ(f.object()->MapAccessor(maps.out()), qvOk);
-    ASSERT_EQ(maps->SelectByName(kMapUv, "b"), qvOk);
-    EXPECT_EQ(maps->SelectByName(kMapRgba, "b"), qvNotFound);
+    ASSERT_EQ(maps->SelectByName(qvMapUv, "b"), qvOk);
+    EXPECT_EQ(maps->SelectByName(qvMapRgba, "b"), qvNotFound);
     ComRef<IQvPoint> point = f.points();
     std::vector<uint32_t> reached;
     auto content = Visitor([&] {

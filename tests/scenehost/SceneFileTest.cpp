@@ -108,19 +108,19 @@ TEST(SceneFile, AFullSceneBuildsEveryPart) {
     const MeshData& mesh = scene.FindIdent("cube")->Mesh();
     EXPECT_EQ(mesh.PointCount(), 5u);
     EXPECT_EQ(mesh.PolygonCount(), 2u);
-    EXPECT_STREQ(mesh.Tag(0, kTagMaterial), "Wood");
-    EXPECT_STREQ(mesh.Tag(0, kTagPart), "Lid");
+    EXPECT_STREQ(mesh.Tag(0, qvPolyTagMaterial), "Wood");
+    EXPECT_STREQ(mesh.Tag(0, qvPolyTagPart), "Lid");
     EXPECT_STREQ(mesh.Tag(0, QvFourCC('N', 'O', 'T', 'E')), "top");
-    EXPECT_EQ(mesh.Tag(1, kTagMaterial), nullptr);
-    const MeshMap& uv = *mesh.FindMap(kMapUv, "UVMap");
+    EXPECT_EQ(mesh.Tag(1, qvPolyTagMaterial), nullptr);
+    const MeshMap& uv = *mesh.FindMap(qvMapUv, "UVMap");
     EXPECT_EQ(uv.PointValue(1), nullptr);
     EXPECT_EQ(uv.CornerValue(mesh.FirstCorner(1) + 1), nullptr);
     ASSERT_NE(uv.CornerValue(mesh.FirstCorner(1) + 2), nullptr); // point 2 on the triangle
     EXPECT_EQ(uv.CornerValue(mesh.FirstCorner(1) + 2)[0], 0.5f);
     const MeshData& big = scene.FindIdent("big")->Mesh();
     EXPECT_NEAR(big.PolygonCount(), 2000, 100);
-    EXPECT_EQ(big.FindMap(kMapNormal, "Normals")->PointValue(7)[1], 1.0f); // the grid faces +Y
-    EXPECT_STREQ(big.Tag(big.PolygonCount() - 1, kTagMaterial), "B");
+    EXPECT_EQ(big.FindMap(qvMapNormal, "Normals")->PointValue(7)[1], 1.0f); // the grid faces +Y
+    EXPECT_STREQ(big.Tag(big.PolygonCount() - 1, qvPolyTagMaterial), "B");
 
     std::vector<std::string> selected;
     for (Item* item : host.Selection()) selected.push_back(item->Ident());

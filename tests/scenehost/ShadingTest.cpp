@@ -72,13 +72,13 @@ TEST(SceneHostTexture, LocatorIsTheOneSetAndFailsWithoutOneOrWithoutTheGraph) {
     Item& place = scene.AddItem("txtrLocator", "Wood Locator").Set("uvMap", "UVMap");
     Item& map = scene.AddItem("imageMap", "Wood (Image)");
     ComRef<IQvItem> found;
-    map.Link(kShadeLoc, scene.AddItem("locator", "Not a placement"));
+    map.Link(qvGraphShadeLoc, scene.AddItem("locator", "Not a placement"));
     EXPECT_EQ(TextureOf(map)->Locator(found.out()), qvNotFound);
     map.SetTextureLocator(place);
     ASSERT_EQ(TextureOf(map)->Locator(found.out()), qvOk);
     EXPECT_EQ(found.get(), static_cast<IQvItem*>(&place));
     Item& second = scene.AddItem("txtrLocator", "Second");
     EXPECT_THROW(map.SetTextureLocator(second), std::invalid_argument);
-    scene.RemoveGraph(kShadeLoc);
+    scene.RemoveGraph(qvGraphShadeLoc);
     EXPECT_EQ(TextureOf(map)->Locator(found.out()), qvNotFound);
 }
