@@ -31,7 +31,9 @@ long ProcStatusKiB(const char* key) {
 }
 
 // Lets the next VmHWM reading start from the current resident size.
-void ResetPeakMemory() { std::ofstream("/proc/self/clear_refs") << "5"; }
+void ResetPeakMemory() {
+    std::ofstream("/proc/self/clear_refs") << "5";
+}
 
 struct Result {
     double bestSeconds = 0, medianSeconds = 0;

@@ -51,8 +51,7 @@ public:
     ~Item() override;
 
     // ---- Builder: channel values (default action "setup") ----
-    Item& Set(const std::string& channel, double value,
-              const std::string& action = qvActionSetup);
+    Item& Set(const std::string& channel, double value, const std::string& action = qvActionSetup);
     Item& Set(const std::string& channel, int value, const std::string& action = qvActionSetup);
     Item& Set(const std::string& channel, const char* value,
               const std::string& action = qvActionSetup);

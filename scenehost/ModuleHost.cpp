@@ -114,8 +114,7 @@ std::string Lower(std::string text) {
 std::string ModuleHost::SaverForExtension(const std::string& extension) {
     for (const std::string& server : ServerNames())
         for (const ServerTag& tag : ServerTags(server))
-            if (tag.key == qvTagSaverDosType && Lower(tag.value) == Lower(extension))
-                return server;
+            if (tag.key == qvTagSaverDosType && Lower(tag.value) == Lower(extension)) return server;
     return "";
 }
 

@@ -75,8 +75,8 @@ void TypeTree::DefineLocators() {
     Define("triSurf", "locator", {Obj(qvChanSurf)});
     // Texture locators place a texture layer; projType 6 is a UV map projection.
     Define("txtrLocator", "locator",
-           {Int(qvChanProjType, 6), Text(qvChanUvMap, ""), Int(qvChanTileU, 1),
-            Int(qvChanTileV, 1), Num(qvChanWrapU, 1.0), Num(qvChanWrapV, 1.0)});
+           {Int(qvChanProjType, 6), Text(qvChanUvMap, ""), Int(qvChanTileU, 1), Int(qvChanTileV, 1),
+            Num(qvChanWrapU, 1.0), Num(qvChanWrapV, 1.0)});
     Define("replicator", "locator", {Int(qvChanEnable, 1)});
 }
 
@@ -96,8 +96,7 @@ void TypeTree::DefineShading() {
     // Every layer of the shader tree is a texture layer: masks, materials, shaders, image maps.
     // A mask selects polygons by the tag named in "ptag", of the kind named in "ptyp"; its
     // children are its layers, in order, index 0 at the bottom of the tree as the user sees it.
-    Define("textureLayer", "",
-           {Int(qvChanEnable, 1), Num("opacity", 1.0), Text(qvChanEffect, "")});
+    Define("textureLayer", "", {Int(qvChanEnable, 1), Num("opacity", 1.0), Text(qvChanEffect, "")});
     Define("mask", "textureLayer", {Text(qvChanPtag, ""), Text(qvChanPtyp, "Material")});
     Define("advancedMaterial", "textureLayer",
            Join(Three("diffCol.R", "diffCol.G", "diffCol.B", 0.8),
@@ -108,13 +107,13 @@ void TypeTree::DefineShading() {
            {Text(qvChanEffect, "diffColor"), Int(qvChanSwizzling, 0), Int(qvChanRgba, 0)});
     // The glTF layer holds glTF's own factors under glTF's names, with glTF's defaults: white,
     // fully metallic and rough, no emission. "shadeModel" 1 makes it unlit.
-    Define("glTFShader", "textureLayer",
-           Join(Join(Three(qvChanBaseColorR, qvChanBaseColorG, qvChanBaseColorB, 1.0),
-                     {Int(qvChanShadeModel, 0), Num(qvChanMetallic, 1.0),
-                      Num(qvChanRoughness, 1.0)}),
-                Join(Three(qvChanEmissiveR, qvChanEmissiveG, qvChanEmissiveB, 0.0),
-                     {Num(qvChanEmissiveLevel, 1.0), Num(qvChanNormalScale, 1.0),
-                      Num(qvChanAoScale, 1.0)})));
+    Define(
+        "glTFShader", "textureLayer",
+        Join(Join(Three(qvChanBaseColorR, qvChanBaseColorG, qvChanBaseColorB, 1.0),
+                  {Int(qvChanShadeModel, 0), Num(qvChanMetallic, 1.0), Num(qvChanRoughness, 1.0)}),
+             Join(Three(qvChanEmissiveR, qvChanEmissiveG, qvChanEmissiveB, 0.0),
+                  {Num(qvChanEmissiveLevel, 1.0), Num(qvChanNormalScale, 1.0),
+                   Num(qvChanAoScale, 1.0)})));
     Define("unityShader", "textureLayer", {});
     Define("unrealShader", "textureLayer", {});
     Define("lightMaterial", "textureLayer", Three("lightCol.R", "lightCol.G", "lightCol.B", 1.0));
@@ -124,8 +123,7 @@ void TypeTree::DefineShading() {
 }
 
 void TypeTree::DefineOthers() {
-    Define("morphDeform", "",
-           {Int(qvChanEnable, 1), Num("strength", 1.0), Text("mapName", "")});
+    Define("morphDeform", "", {Int(qvChanEnable, 1), Num("strength", 1.0), Text("mapName", "")});
     Define("deformGroup", "", {Int(qvChanEnable, 1)});
     Define("ikFullBody", "", {Int(qvChanEnable, 1)});
     // A deformer item: a joint of a deform group or a deformer linked to a mesh. With "type" 1

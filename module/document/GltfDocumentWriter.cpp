@@ -18,8 +18,8 @@ bool GltfDocument::Write(const std::string& path) {
     // The arrays go into the root last, in the order the format fixes.
     FinishJson();
     // Bytes to files: the .gltf keeps the host's name but its extension, the .glb takes it as is.
-    const bool written =
-        outputKind != kGltfOutputGlb ? WriteGltfFiles(path, json->root) : WriteGlbFile(path, json->root);
+    const bool written = outputKind != kGltfOutputGlb ? WriteGltfFiles(path, json->root)
+                                                      : WriteGlbFile(path, json->root);
     // The JSON and the binary blocks have served; the records stay until Reset.
     json.reset();
     chunks.clear();

@@ -257,7 +257,8 @@ int32_t GltfDocument::WriteImage(GltfImage& image) {
     Value object(rapidjson::kObjectType);
     // Nothing for other kinds: glTF knows only these two, and the file is exported regardless.
     if (image.mimeKind == GltfImageKind::Png) object.AddMember("mimeType", "image/png", allocator);
-    if (image.mimeKind == GltfImageKind::Jpeg) object.AddMember("mimeType", "image/jpeg", allocator);
+    if (image.mimeKind == GltfImageKind::Jpeg)
+        object.AddMember("mimeType", "image/jpeg", allocator);
 
     const uint32_t padBytes = (0u - size) & 3u;
     const uint32_t byteLength = size + padBytes;

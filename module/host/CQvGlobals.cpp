@@ -4,6 +4,10 @@ namespace {
 CQvUser_<IQvGlobal> hostGlobal;
 }
 
-void CQvGlobals::SetGlobal(IQvGlobal* global) { hostGlobal.bind(global); }
+void CQvGlobals::SetGlobal(IQvGlobal* global) {
+    hostGlobal.bind(global);
+}
 
-IQvGlobal* CQvGlobals::Global() { return hostGlobal.get(); }
+IQvGlobal* CQvGlobals::Global() {
+    return hostGlobal.get();
+}

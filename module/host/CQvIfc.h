@@ -27,7 +27,8 @@ public:
     explicit CQvTagTable(const QvTagRow* rows) : rows(rows) {}
     uint32_t Count() const {
         uint32_t n = 0;
-        while (rows && rows[n].key) ++n;
+        while (rows && rows[n].key)
+            ++n;
         return n;
     }
     QvResult Describe(uint32_t index, QvTagRow* row) const {

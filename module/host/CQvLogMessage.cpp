@@ -12,7 +12,8 @@ std::string TableTextOr(IQvMessageService* service, uint32_t number, const char*
     return fallback;
 }
 
-std::string PlatformText(IQvPlatformService* service, QvResult (IQvPlatformService::*query)(const char**)) {
+std::string PlatformText(IQvPlatformService* service,
+                         QvResult (IQvPlatformService::*query)(const char**)) {
     const char* text = nullptr;
     if (service && QvSucceeded((service->*query)(&text)) && text) return text;
     return std::string();

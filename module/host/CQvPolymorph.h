@@ -86,7 +86,8 @@ public:
             auto held = std::make_unique<CQvHeldOf<T>>();
             T& object = held->object;
             auto server = std::make_unique<CQvServerObject>(std::move(held));
-            for (auto& [faceId, make] : makers) server->AddFace(faceId, make(*server, object));
+            for (auto& [faceId, make] : makers)
+                server->AddFace(faceId, make(*server, object));
             // From here the server object owns itself and goes with its last reference, which
             // is the host's, or the Release below when the interface is not there.
             CQvServerObject* self = server.release();

@@ -40,7 +40,9 @@ struct SceneSaverState {
 
 CQvSceneSaver::CQvSceneSaver() = default;
 
-CQvSceneSaver::~CQvSceneSaver() { DestroyState(); }
+CQvSceneSaver::~CQvSceneSaver() {
+    DestroyState();
+}
 
 // ---- State --------------------------------------------------------------------------------
 
@@ -81,7 +83,9 @@ bool CQvSceneSaver::CreateState(IQvUnknown* source) {
     return true;
 }
 
-void CQvSceneSaver::DestroyState() { state.reset(); }
+void CQvSceneSaver::DestroyState() {
+    state.reset();
+}
 
 // ---- Host calls ---------------------------------------------------------------------------
 
@@ -130,9 +134,13 @@ QvResult CQvSceneSaver::Save(IQvUnknown* source, const char* path, IQvUnknown* m
 
 // ---- Accessors for the concrete saver -----------------------------------------------------
 
-IQvScene* CQvSceneSaver::GetScene() const { return state ? state->scene.get() : nullptr; }
+IQvScene* CQvSceneSaver::GetScene() const {
+    return state ? state->scene.get() : nullptr;
+}
 
-bool CQvSceneSaver::IsRealPass() const { return state && state->realPass; }
+bool CQvSceneSaver::IsRealPass() const {
+    return state && state->realPass;
+}
 
 IQvSceneService* CQvSceneSaver::SceneService() const {
     return state ? state->sceneService.get() : nullptr;
@@ -249,8 +257,8 @@ bool CQvSceneSaver::ChannelObject(const char* channel, IQvUnknown** object) {
         state->lastError = qvFailed;
         return false;
     }
-    return state->editRead && QvSucceeded(state->editRead->ReadObject(item, uint32_t(index), object)) &&
-           *object;
+    return state->editRead &&
+           QvSucceeded(state->editRead->ReadObject(item, uint32_t(index), object)) && *object;
 }
 
 // ---- Mesh walk ----------------------------------------------------------------------------

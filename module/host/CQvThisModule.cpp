@@ -143,7 +143,8 @@ QvResult StartModule() {
     QvResult result = CQvRegisterServers();
     if (QvSucceeded(result)) {
         try {
-            for (auto start : StartList()) start();
+            for (auto start : StartList())
+                start();
         } catch (const std::bad_alloc&) {
             result = qvOutOfMemory;
         } catch (...) {

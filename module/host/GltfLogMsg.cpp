@@ -6,7 +6,8 @@
 
 GltfLogMsg::GltfLogMsg() : CQvHarrowLogMessage(qvLogIoStatus) {
     // Deliberate: ShowBox allocates a message of its own for each box, so this one goes unused.
-    if (IQvMessageService* messages = MessageService()) messages->AllocateMessage(messageWrap.out());
+    if (IQvMessageService* messages = MessageService())
+        messages->AllocateMessage(messageWrap.out());
     if (IQvLogService* logs = LogService()) logs->SubsystemLookup(qvLogSys, sysLog.out());
 }
 
@@ -17,10 +18,10 @@ void GltfLogMsg::Format(const char* format, va_list args) {
     if (std::vsnprintf(buffer, sizeof buffer, format, args) < 0) buffer[0] = '\0';
 }
 
-#define GLTF_FORMAT_ARGS(format)                                                                 \
-    va_list args;                                                                                \
-    va_start(args, format);                                                                      \
-    Format(format, args);                                                                        \
+#define GLTF_FORMAT_ARGS(format)                                                                   \
+    va_list args;                                                                                  \
+    va_start(args, format);                                                                        \
+    Format(format, args);                                                                          \
     va_end(args)
 
 void GltfLogMsg::LogHeader(const char* format, ...) {

@@ -46,7 +46,8 @@ inline int32_t ChannelIndexOf(IQvItem* item, const char* channel) {
     return index;
 }
 
-// A string channel through `channels`; empty when the item has no such channel or it cannot be read.
+// A string channel through `channels`; empty when the item has no such channel or it cannot be
+// read.
 inline std::string ReadChannelString(IQvChannelRead* channels, IQvItem* item, const char* channel) {
     int32_t index = ChannelIndexOf(item, channel);
     const char* value = nullptr;

@@ -5,7 +5,8 @@
 namespace {
 uint64_t Fnv1a(const std::string& text) {
     uint64_t h = 0xcbf29ce484222325ull;
-    for (unsigned char c : text) h = (h ^ c) * 0x100000001b3ull;
+    for (unsigned char c : text)
+        h = (h ^ c) * 0x100000001b3ull;
     return h;
 }
 } // namespace

@@ -10,7 +10,8 @@
 
 int32_t GltfSaver::ReadEditInt(IQvItem* item, const char* channel, int32_t fallback) {
     int32_t index = ChannelIndexOf(item, channel), value = fallback;
-    if (index < 0 || !editChannels || QvFailed(editChannels->ReadInteger(item, uint32_t(index), &value)))
+    if (index < 0 || !editChannels ||
+        QvFailed(editChannels->ReadInteger(item, uint32_t(index), &value)))
         return fallback;
     return value;
 }
@@ -18,7 +19,8 @@ int32_t GltfSaver::ReadEditInt(IQvItem* item, const char* channel, int32_t fallb
 double GltfSaver::ReadEditDouble(IQvItem* item, const char* channel, double fallback) {
     int32_t index = ChannelIndexOf(item, channel);
     double value = fallback;
-    if (index < 0 || !editChannels || QvFailed(editChannels->ReadDouble(item, uint32_t(index), &value)))
+    if (index < 0 || !editChannels ||
+        QvFailed(editChannels->ReadDouble(item, uint32_t(index), &value)))
         return fallback;
     return value;
 }
@@ -38,9 +40,10 @@ void GltfSaver::ReadGltfShader(GltfMaterial* m, IQvItem* item) {
         m->metallicFactor = 0.0f;
         m->emissiveFactor = {0, 0, 0};
         m->roughnessFactor = 1.0f;
-        log.LogWarning("Material '%s' uses glTF Unlit shader extension. At the point of making this "
-                       "warning Unlit extension is not fully ratified and could change at any point.",
-                       m->name.c_str());
+        log.LogWarning(
+            "Material '%s' uses glTF Unlit shader extension. At the point of making this "
+            "warning Unlit extension is not fully ratified and could change at any point.",
+            m->name.c_str());
         return;
     }
     m->metallicFactor = float(ReadEditDouble(item, qvChanMetallic, m->metallicFactor));
@@ -50,7 +53,8 @@ void GltfSaver::ReadGltfShader(GltfMaterial* m, IQvItem* item) {
     m->emissiveFactor[2] = ReadEditDouble(item, qvChanEmissiveB, m->emissiveFactor[2]);
     if (ChannelIndexOf(item, qvChanEmissiveLevel) >= 0) {
         double level = ReadEditDouble(item, qvChanEmissiveLevel, 1.0); // no clamping: > 1 stays > 1
-        for (double& component : m->emissiveFactor) component *= level;
+        for (double& component : m->emissiveFactor)
+            component *= level;
     }
     m->normalScale = ReadEditDouble(item, qvChanNormalScale, m->normalScale);
     m->occlusionStrength = ReadEditDouble(item, qvChanAoScale, m->occlusionStrength);
@@ -63,5 +67,6 @@ void GltfSaver::ReadHostMaterial(GltfMaterial* m, IQvItem* item) {
         m->baseColorFactor[3] = opacity;
         if (opacity != 1.0) m->alphaMode = GltfAlphaMode::Blend;
     }
-    if (ChannelIndexOf(item, qvChanDblSided) >= 0) m->doubleSided = ReadEditInt(item, qvChanDblSided, 0) != 0;
+    if (ChannelIndexOf(item, qvChanDblSided) >= 0)
+        m->doubleSided = ReadEditInt(item, qvChanDblSided, 0) != 0;
 }

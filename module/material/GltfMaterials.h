@@ -30,7 +30,7 @@ struct ShaderLayer {
     ShaderLayerKind kind = ShaderLayerKind::None;
     bool valid = false;
     bool enabled = false;
-    std::string effect;              // image maps only
+    std::string effect;                // image maps only
     const char* knownEffect = nullptr; // the host or glTF effect it matched, else null
 };
 

@@ -13,20 +13,18 @@
 
 namespace {
 
-const char* const hostEffects[] = {"lumiColor", "lumiAmount", "diffColor",  "diffAmount",
-                                   "specColor", "specAmount", "rough",      "reflColor",
-                                   "reflAmount", "tranColor", "tranAmount", "dissolve",
-                                   "bump",      "normal",     "displace",   "vectorDisplace",
-                                   nullptr};
-const char* const unityEffects[] = {"metallicUT", "albedoUT",     "smoothUT", "emisUT",
-                                    "normalUT",   "bumpUT",       "aoUT",     "detailMaskUT",
-                                    "albedo2UT",  "normal2UT",    nullptr};
+const char* const hostEffects[] = {
+    "lumiColor", "lumiAmount", "diffColor",  "diffAmount",     "specColor",  "specAmount",
+    "rough",     "reflColor",  "reflAmount", "tranColor",      "tranAmount", "dissolve",
+    "bump",      "normal",     "displace",   "vectorDisplace", nullptr};
+const char* const unityEffects[] = {"metallicUT", "albedoUT",  "smoothUT", "emisUT",
+                                    "normalUT",   "bumpUT",    "aoUT",     "detailMaskUT",
+                                    "albedo2UT",  "normal2UT", nullptr};
 const char* const unrealEffects[] = {"metallicUE", "baseUE", "roughUE", "specUE", "emisUE",
                                      "normalUE",   "bumpUE", "aoUE",    "sssUE",  "ccUE",
                                      "ccrUE",      "opacUE", nullptr};
-const char* const gltfEffects[] = {"metallicGLTF", "baseColorGLTF", "roughnessGLTF",
-                                   "emisGLTF",     "normalGLTF",    "aoGLTF",
-                                   nullptr};
+const char* const gltfEffects[] = {"metallicGLTF", "baseColorGLTF", "roughnessGLTF", "emisGLTF",
+                                   "normalGLTF",   "aoGLTF",        nullptr};
 
 const char* FindEffect(const std::string& effect, const char* const* list) {
     for (; *list; ++list)
@@ -92,9 +90,11 @@ ShaderLayer GltfSaver::ClassifyLayer(IQvItem* item) {
     layer.name = ItemNameOrEmpty(item);
     CQvUser_Scene scene;
     CQvUser_ChannelRead edit;
-    if (QvSucceeded(item->Context(scene.out())) && scene) scene->GetChannels(qvActionEdit, 0.0, edit.out());
+    if (QvSucceeded(item->Context(scene.out())) && scene)
+        scene->GetChannels(qvActionEdit, 0.0, edit.out());
     int32_t enableChannel = ChannelIndexOf(item, qvChanEnable), enable = 0;
-    if (enableChannel >= 0 && edit && QvSucceeded(edit->ReadInteger(item, uint32_t(enableChannel), &enable)))
+    if (enableChannel >= 0 && edit &&
+        QvSucceeded(edit->ReadInteger(item, uint32_t(enableChannel), &enable)))
         layer.enabled = enable > 0;
 
     const LayerTypes& t = LayerTypeCodes();
@@ -184,15 +184,23 @@ void GltfSaver::WalkShaderLayer(const ShaderLayer& layer, ShaderWalk& walk) {
             else if (layer.effect == "layerMask")
                 log.LogInfo("    Skipping layer mask %s", name);
             else
-                log.LogWarning("    Unsupported layer effect %s for %s", layer.effect.c_str(), name);
+                log.LogWarning("    Unsupported layer effect %s for %s", layer.effect.c_str(),
+                               name);
         }
         // Logged for every glTF-family layer, also for those just taken.
         log.LogInfo("    Skipping Gltf shader layer %s", name);
         return;
-    case ShaderFamily::Unity: log.LogInfo("    Skipping Unity shader layer %s", name); return;
-    case ShaderFamily::Unreal: log.LogInfo("    Skipping Unreal shader layer %s", name); return;
-    case ShaderFamily::Host: break;
-    default: log.LogWarning("    Unsupported layer %s", name); return;
+    case ShaderFamily::Unity:
+        log.LogInfo("    Skipping Unity shader layer %s", name);
+        return;
+    case ShaderFamily::Unreal:
+        log.LogInfo("    Skipping Unreal shader layer %s", name);
+        return;
+    case ShaderFamily::Host:
+        break;
+    default:
+        log.LogWarning("    Unsupported layer %s", name);
+        return;
     }
     if (layer.kind == ShaderLayerKind::Mask)
         ExpandMask(layer, walk);
@@ -216,10 +224,11 @@ void GltfSaver::ExpandMask(const ShaderLayer& mask, ShaderWalk& walk) {
             walk.gltfIndex = i;
         } else if (layer.family == ShaderFamily::Host) {
             if (walk.hostMaterial)
-                log.LogWarning("    Found multiple Vorn materials in glTF layer '%s' only the first "
-                               "Vorn material under the glTF material in the shader tree will be "
-                               "used for transparency!",
-                               mask.name.c_str());
+                log.LogWarning(
+                    "    Found multiple Vorn materials in glTF layer '%s' only the first "
+                    "Vorn material under the glTF material in the shader tree will be "
+                    "used for transparency!",
+                    mask.name.c_str());
             else if (i > walk.gltfIndex)
                 log.LogWarning("    Vorn material in glTF layer '%s' must be placed below glTF "
                                "material in the shader tree!",

@@ -56,8 +56,8 @@ void GltfSaver::SwizzleCheck(const SwizzleRule& rule, int32_t& swizzling, int32_
     }
     rgba = ReadEditInt(item.get(), qvChanRgba, rgba);
     if (rgba != rule.channel)
-        log.LogWarning(("    Swizzling channel must be '" + std::string(rule.channelName) + "' for " +
-                        mapWords)
+        log.LogWarning(("    Swizzling channel must be '" + std::string(rule.channelName) +
+                        "' for " + mapWords)
                            .c_str(),
                        name);
 }
@@ -91,11 +91,12 @@ void GltfSaver::ApplyEffectTextures(GltfMaterial* m, const EffectLayerMap& effec
             m->emissiveTexture = texture;
         } else if (effect == "aoGLTF") {
             if (m->metallicRoughnessTexture && !SameImage(m->metallicRoughnessTexture, texture))
-                log.LogWarning("    GLTF_Metallic, GLTF_Roughness and GLTF_AmbientOclussion image maps in "
-                               "one material group should use the same image. GLTF_AmbientOclussion "
-                               "image map :%s. If they share the same image file resulting export "
-                               "file will be smaller in size.",
-                               name);
+                log.LogWarning(
+                    "    GLTF_Metallic, GLTF_Roughness and GLTF_AmbientOclussion image maps in "
+                    "one material group should use the same image. GLTF_AmbientOclussion "
+                    "image map :%s. If they share the same image file resulting export "
+                    "file will be smaller in size.",
+                    name);
             m->occlusionTexture = texture;
         } else if (effect == "metallicGLTF") {
             SetMetallicRoughness(m, texture, "GLTF_Metallic", name);
@@ -105,9 +106,10 @@ void GltfSaver::ApplyEffectTextures(GltfMaterial* m, const EffectLayerMap& effec
             m->baseColorTexture = texture;
         } else if (effect == "dissolve") {
             if (m->baseColorTexture && !SameImage(m->baseColorTexture, texture))
-                log.LogWarning("    Dissolve and GLTF_BaseColor image maps in one material group must "
-                               "use the same image. Dissolve image map :%s." PREVIEW_MAY_DIFFER,
-                               name);
+                log.LogWarning(
+                    "    Dissolve and GLTF_BaseColor image maps in one material group must "
+                    "use the same image. Dissolve image map :%s." PREVIEW_MAY_DIFFER,
+                    name);
             m->alphaMode = GltfAlphaMode::Blend;
         }
         // Any other effect cannot reach here: the walk gathers only these.

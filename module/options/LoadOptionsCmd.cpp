@@ -5,15 +5,24 @@
 namespace {
 
 const std::vector<LoadOption> loadOptions = {
-    {"mergeWithExistingItems", QV_TYPE_BOOLEAN, 0}, {"loadGeometry", QV_TYPE_BOOLEAN, 1},
-    {"loadNormals", QV_TYPE_BOOLEAN, 1},            {"loadMeshSmoothing", QV_TYPE_BOOLEAN, 1},
-    {"loadBlendShapes", QV_TYPE_BOOLEAN, 1},        {"loadPolygonParts", QV_TYPE_BOOLEAN, 1},
-    {"loadSelectionSets", QV_TYPE_BOOLEAN, 1},      {"loadMaterials", QV_TYPE_BOOLEAN, 1},
-    {"invertMatTranAmt", QV_TYPE_BOOLEAN, 0},       {"useMatTranColAsTranAmt", QV_TYPE_BOOLEAN, 0},
-    {"changeTextureEffect", QV_TYPE_BOOLEAN, 0},    {"loadCameras", QV_TYPE_BOOLEAN, 1},
-    {"loadLights", QV_TYPE_BOOLEAN, 1},             {"loadAnimation", QV_TYPE_BOOLEAN, 1},
-    {"loadSampleAnimation", QV_TYPE_BOOLEAN, 1},    {"loadSampleAnimationRate", QV_TYPE_INTEGER, 0},
-    {"globalScalingFactor", QV_TYPE_FLOAT, 1.0},    {"importUnits", QV_TYPE_INTEGER, 0},
+    {"mergeWithExistingItems", QV_TYPE_BOOLEAN, 0},
+    {"loadGeometry", QV_TYPE_BOOLEAN, 1},
+    {"loadNormals", QV_TYPE_BOOLEAN, 1},
+    {"loadMeshSmoothing", QV_TYPE_BOOLEAN, 1},
+    {"loadBlendShapes", QV_TYPE_BOOLEAN, 1},
+    {"loadPolygonParts", QV_TYPE_BOOLEAN, 1},
+    {"loadSelectionSets", QV_TYPE_BOOLEAN, 1},
+    {"loadMaterials", QV_TYPE_BOOLEAN, 1},
+    {"invertMatTranAmt", QV_TYPE_BOOLEAN, 0},
+    {"useMatTranColAsTranAmt", QV_TYPE_BOOLEAN, 0},
+    {"changeTextureEffect", QV_TYPE_BOOLEAN, 0},
+    {"loadCameras", QV_TYPE_BOOLEAN, 1},
+    {"loadLights", QV_TYPE_BOOLEAN, 1},
+    {"loadAnimation", QV_TYPE_BOOLEAN, 1},
+    {"loadSampleAnimation", QV_TYPE_BOOLEAN, 1},
+    {"loadSampleAnimationRate", QV_TYPE_INTEGER, 0},
+    {"globalScalingFactor", QV_TYPE_FLOAT, 1.0},
+    {"importUnits", QV_TYPE_INTEGER, 0},
 };
 
 // The command and attribute faces of the server object.
@@ -85,10 +94,13 @@ private:
 } // namespace
 
 LoadOptionsCmd::LoadOptionsCmd() {
-    for (const LoadOption& option : loadOptions) values.push_back(option.defaultValue);
+    for (const LoadOption& option : loadOptions)
+        values.push_back(option.defaultValue);
 }
 
-const std::vector<LoadOption>& LoadOptionsCmd::Options() { return loadOptions; }
+const std::vector<LoadOption>& LoadOptionsCmd::Options() {
+    return loadOptions;
+}
 
 double LoadOptionsCmd::ValueOf(const char* name) const {
     for (size_t i = 0; i < loadOptions.size(); ++i)
@@ -108,7 +120,9 @@ bool LoadOptionsCmd::IsEnabled(uint32_t index) const {
 }
 
 // Keeping the values across sessions comes with the persistent configuration.
-QvResult LoadOptionsCmd::Execute() { return qvOk; }
+QvResult LoadOptionsCmd::Execute() {
+    return qvOk;
+}
 
 std::unique_ptr<CQvPolymorphBase> MakeLoadOptionsFactory() {
     return CQvMakeFactory<LoadOptionsCmd>([](CQvPolymorph<LoadOptionsCmd>& factory) {

@@ -88,7 +88,8 @@ GltfNode* GltfSaver::BuildNode(CQvUser_Item& item, GltfNode* parentNode) {
 // World matrix for a node lifted out of its hierarchy by a selection export, local otherwise.
 void GltfSaver::ReadNodeMatrix(IQvItem* item, GltfNode* node, GltfNode* parentNode,
                                bool hasHostParent, IQvItem* hostParent) {
-    bool keepWorld = exportType != ExportScope::WholeScene && parentNode == rootNode && hasHostParent;
+    bool keepWorld =
+        exportType != ExportScope::WholeScene && parentNode == rootNode && hasHostParent;
     const XformAnalysis& analysis = itemXforms.at(item);
     log.LogInfo("   driven:%d xformDriven:%d", int(analysis.drivenCount),
                 int(analysis.xformDrivenCount));

@@ -88,9 +88,13 @@ bool GltfSaver::Open(const char* path) {
     return true;
 }
 
-void GltfSaver::Close() { ResetSaveState(); }
+void GltfSaver::Close() {
+    ResetSaveState();
+}
 
-void GltfSaver::ResetSaveState() { static_cast<GltfSaveState&>(*this) = GltfSaveState(); }
+void GltfSaver::ResetSaveState() {
+    static_cast<GltfSaveState&>(*this) = GltfSaveState();
+}
 
 // The host's render settings are read but not used: the export carries fixed camera values.
 // The reads stay so that the save asks the host exactly what it always has.

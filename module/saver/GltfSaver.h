@@ -4,7 +4,8 @@
 //
 // A save runs in three stages, always in this order:
 //   InitSaver  read the options, create the document, bind the host's scene objects, cache type
-//              codes and channel indices, scan the scene for roots (GltfSaverInit.cpp, GltfScan.cpp)
+//              codes and channel indices, scan the scene for roots (GltfSaverInit.cpp,
+//              GltfScan.cpp)
 //   RunSaver   turn the scan into document records: nodes with meshes and cameras, deformers,
 //              materials, animations (GltfSaver.cpp and the subsystem folders)
 //   Write      the document's own serialisation into the output files (document/)
@@ -14,9 +15,9 @@
 #include "document/GltfDocument.h"
 #include "document/InsertionOrderedMap.h"
 #include "geometry/GltfGeometry.h"
-#include "material/GltfMaterials.h"
 #include "host/CQvSceneSaver.h"
 #include "host/GltfLogMsg.h"
+#include "material/GltfMaterials.h"
 #include "saver/GltfMatrix.h"
 
 #include <array>
@@ -249,7 +250,7 @@ private:
     void RecordMaterialNames(GltfMesh* mesh);
 
 public:
-    GltfLogMsg log; // lives with the saver: every pass resets its counts
+    GltfLogMsg log;                          // lives with the saver: every pass resets its counts
     CQvUser_DeformerService deformerService; // found once, when the saver is made
 };
 

@@ -26,7 +26,8 @@ const OptionSpec optionSpecs[] = {
     {"sceneio.gltf.save.tangentsBitangents", 0, &GltfSaver::tangentsBitangents},
     {"sceneio.gltf.save.indicesExport", 0, &GltfSaver::indicesExport},
     {"sceneio.gltf.save.sampleAnimFpsMultiplier", 0, &GltfSaver::sampleAnimFpsMultiplier},
-    {"sceneio.gltf.save.exportActionType", ActionExport::SceneAsItPlays, &GltfSaver::exportActionType},
+    {"sceneio.gltf.save.exportActionType", ActionExport::SceneAsItPlays,
+     &GltfSaver::exportActionType},
 };
 
 } // namespace
@@ -62,8 +63,8 @@ void GltfSaver::CreateDocument() {
 int32_t GltfSaver::ReadUserInt(const char* name, int32_t defaultValue) {
     CQvUser_UserValueService service;
     CQvUser_UserValue value;
-    if (!CQvGlobals::LookupService(service) || QvFailed(service->UserValueLookup(name, value.out())) ||
-        !value)
+    if (!CQvGlobals::LookupService(service) ||
+        QvFailed(service->UserValueLookup(name, value.out())) || !value)
         return defaultValue;
     int32_t result = -1;
     if (QvFailed(value->GetInt(&result))) return -1;
@@ -94,8 +95,8 @@ void GltfSaver::BindSceneObjects() {
     // The evaluated reader stands at the scene's current time.
     double currentTime = 0.0;
     int32_t timeChannel = -1;
-    if (sceneItem && setupChannels && QvSucceeded(sceneItem->ChannelLookup(qvChanTime, &timeChannel)) &&
-        timeChannel >= 0 &&
+    if (sceneItem && setupChannels &&
+        QvSucceeded(sceneItem->ChannelLookup(qvChanTime, &timeChannel)) && timeChannel >= 0 &&
         QvFailed(setupChannels->ReadDouble(sceneItem.get(), uint32_t(timeChannel), &currentTime)))
         currentTime = 0.0;
     sceneWrap->GetChannels(nullptr, currentTime, evalChannels.out());
@@ -105,21 +106,36 @@ void GltfSaver::CacheTypeCodes() {
     IQvSceneService* s = SceneService();
     ItemTypeCodes& t = types;
     for (auto [field, name] : std::initializer_list<std::pair<QvTypeCode*, const char*>>{
-             {&t.scene, "scene"},           {&t.locator, "locator"},
-             {&t.groupLocator, "groupLocator"}, {&t.camera, "camera"},
-             {&t.light, "light"},           {&t.sunLight, "sunLight"},
-             {&t.pointLight, "pointLight"}, {&t.spotLight, "spotLight"},
-             {&t.areaLight, "areaLight"},   {&t.lightMaterial, "lightMaterial"},
-             {&t.mesh, "mesh"},             {&t.meshInst, "meshInst"},
-             {&t.triSurf, "triSurf"},       {&t.morphDeform, "morphDeform"},
-             {&t.txtrLocator, "txtrLocator"}, {&t.polyRender, "polyRender"},
-             {&t.mask, "mask"},             {&t.advancedMaterial, "advancedMaterial"},
-             {&t.imageMap, "imageMap"},     {&t.deformGroup, "deformGroup"},
-             {&t.scale, "scale"},           {&t.rotation, "rotation"},
-             {&t.translation, "translation"}, {&t.transform, "transform"},
-             {&t.shear, "shear"},           {&t.ikFullBody, "ikFullBody"},
-             {&t.actionclip, "actionclip"}, {&t.group, "group"},
-             {&t.unityShader, "unityShader"}, {&t.unrealShader, "unrealShader"},
+             {&t.scene, "scene"},
+             {&t.locator, "locator"},
+             {&t.groupLocator, "groupLocator"},
+             {&t.camera, "camera"},
+             {&t.light, "light"},
+             {&t.sunLight, "sunLight"},
+             {&t.pointLight, "pointLight"},
+             {&t.spotLight, "spotLight"},
+             {&t.areaLight, "areaLight"},
+             {&t.lightMaterial, "lightMaterial"},
+             {&t.mesh, "mesh"},
+             {&t.meshInst, "meshInst"},
+             {&t.triSurf, "triSurf"},
+             {&t.morphDeform, "morphDeform"},
+             {&t.txtrLocator, "txtrLocator"},
+             {&t.polyRender, "polyRender"},
+             {&t.mask, "mask"},
+             {&t.advancedMaterial, "advancedMaterial"},
+             {&t.imageMap, "imageMap"},
+             {&t.deformGroup, "deformGroup"},
+             {&t.scale, "scale"},
+             {&t.rotation, "rotation"},
+             {&t.translation, "translation"},
+             {&t.transform, "transform"},
+             {&t.shear, "shear"},
+             {&t.ikFullBody, "ikFullBody"},
+             {&t.actionclip, "actionclip"},
+             {&t.group, "group"},
+             {&t.unityShader, "unityShader"},
+             {&t.unrealShader, "unrealShader"},
              {&t.replicator, "replicator"}})
         *field = LookupTypeCode(s, name);
 }

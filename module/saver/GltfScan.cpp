@@ -3,8 +3,8 @@
 // name, IK hierarchies). It makes no document record and writes nothing to the host.
 #include "saver/GltfSaver.h"
 
-#include "host/QvItemQuery.h"
 #include "host/CQvGlobals.h"
+#include "host/QvItemQuery.h"
 
 #include <algorithm>
 
@@ -15,8 +15,8 @@ bool Contains(const std::vector<ItemRef>& list, ItemRef item) {
 }
 
 // Looks up three channels of one transform item into x, y, z.
-void LookupXyz(IQvItem* item, const char* x, const char* y, const char* z, int32_t& cx,
-               int32_t& cy, int32_t& cz) {
+void LookupXyz(IQvItem* item, const char* x, const char* y, const char* z, int32_t& cx, int32_t& cy,
+               int32_t& cz) {
     cx = ChannelIndexOf(item, x);
     cy = ChannelIndexOf(item, y);
     cz = ChannelIndexOf(item, z);
@@ -45,10 +45,12 @@ void GltfSaver::FindChannelIndices() {
         locator->TransformItem(qvXfrmTranslation, translation.out());
         locator->TransformItem(qvXfrmRotation, rotation.out());
         locator->TransformItem(qvXfrmScale, scale.out());
-        if (translation) LookupXyz(translation.get(), qvChanPosX, qvChanPosY, qvChanPosZ, chanX, chanY, chanZ);
+        if (translation)
+            LookupXyz(translation.get(), qvChanPosX, qvChanPosY, qvChanPosZ, chanX, chanY, chanZ);
         if (chanX == -1 && rotation)
             LookupXyz(rotation.get(), qvChanRotX, qvChanRotY, qvChanRotZ, chanX, chanY, chanZ);
-        if (chanX == -1 && scale) LookupXyz(scale.get(), qvChanSclX, qvChanSclY, qvChanSclZ, chanX, chanY, chanZ);
+        if (chanX == -1 && scale)
+            LookupXyz(scale.get(), qvChanSclX, qvChanSclY, qvChanSclZ, chanX, chanY, chanZ);
     }
     uint32_t morphCount = 0;
     if (sceneWrap && QvFailed(sceneWrap->ItemCount(types.morphDeform, &morphCount))) morphCount = 0;
@@ -62,22 +64,31 @@ void GltfSaver::FindChannelIndices() {
 void GltfSaver::CollectRootItems() {
     // In the selection modes a selected mesh depends on masks and deform groups that need not
     // be selected themselves.
-    if (geometry != 0 &&
-        (exportType == ExportScope::SelectedItems || exportType == ExportScope::SelectedHierarchies)) {
+    if (geometry != 0 && (exportType == ExportScope::SelectedItems ||
+                          exportType == ExportScope::SelectedHierarchies)) {
         if (materials != 0 && usedMaterialNames.empty()) {
             ScanStart("mask");
-            while (ScanNext()) ScanCurrentItem();
+            while (ScanNext())
+                ScanCurrentItem();
         }
         if (deformGroups.empty()) {
             ScanStart("deformGroup");
-            while (ScanNext()) ScanCurrentItem();
+            while (ScanNext())
+                ScanCurrentItem();
         }
     }
     switch (exportType) {
-    case ExportScope::WholeScene: CollectWholeScene(); break;
-    case ExportScope::SelectedItems: CollectSelectedItems(); break;
-    case ExportScope::SelectedHierarchies: CollectSelectedHierarchies(); break;
-    default: break; // any other value exports nothing
+    case ExportScope::WholeScene:
+        CollectWholeScene();
+        break;
+    case ExportScope::SelectedItems:
+        CollectSelectedItems();
+        break;
+    case ExportScope::SelectedHierarchies:
+        CollectSelectedHierarchies();
+        break;
+    default:
+        break; // any other value exports nothing
     }
 }
 
@@ -136,7 +147,8 @@ void GltfSaver::CollectSelectedHierarchies() {
             // The test is on the parent only: a parent that became a root earlier in this loop
             // keeps its child out, and an item already among the roots is appended again
             // (deliberate: such an item is logged, counted and built twice).
-            if (!parentSelected && !Contains(rootItems, parent.get())) rootItems.push_back(item.get());
+            if (!parentSelected && !Contains(rootItems, parent.get()))
+                rootItems.push_back(item.get());
         } else {
             rootItems.push_back(item.get());
         }

@@ -27,7 +27,8 @@ void GltfSaver::ScanItem(IQvItem* item) {
         if (ItemIsA(item, types.actionclip)) {
             int32_t active = 0, enabled = 0;
             CQvUser_ActionClip clip;
-            if (clip.bind(item) && (QvFailed(clip->Active(&active)) || QvFailed(clip->Enabled(&enabled))))
+            if (clip.bind(item) &&
+                (QvFailed(clip->Active(&active)) || QvFailed(clip->Enabled(&enabled))))
                 active = enabled = 0;
             log.LogInfo("Action:%s active:%d enabled:%d", ItemNameOrEmpty(item), active, enabled);
         }
@@ -41,11 +42,13 @@ void GltfSaver::ScanMask(IQvItem* item) {
     int32_t enableChannel = ChannelIndexOf(item, qvChanEnable);
     int32_t enabled = 0;
     if (enableChannel < 0 || !setupChannels ||
-        QvFailed(setupChannels->ReadInteger(item, uint32_t(enableChannel), &enabled)) || enabled == 0)
+        QvFailed(setupChannels->ReadInteger(item, uint32_t(enableChannel), &enabled)) ||
+        enabled == 0)
         return;
     int32_t tagChannel = ChannelIndexOf(item, qvChanPtag);
     const char* tag = nullptr;
-    if (tagChannel < 0 || QvFailed(setupChannels->ReadString(item, uint32_t(tagChannel), &tag)) || !tag)
+    if (tagChannel < 0 || QvFailed(setupChannels->ReadString(item, uint32_t(tagChannel), &tag)) ||
+        !tag)
         return;
     enabledMasks.emplace(tag, item); // a second mask of the same tag is ignored
 }
@@ -63,7 +66,8 @@ void GltfSaver::ScanDeformGroup(IQvItem* item) {
     CQvUser_GroupDeformer groupDeformer;
     uint32_t count = 0;
     if (deformerService &&
-        QvSucceeded(deformerService->GroupDeformerOf(item, baseChannels.get(), groupDeformer.out())) &&
+        QvSucceeded(
+            deformerService->GroupDeformerOf(item, baseChannels.get(), groupDeformer.out())) &&
         groupDeformer && QvFailed(groupDeformer->JointCount(&count)))
         count = 0;
     for (uint32_t i = 0; i < count; ++i) {
@@ -88,7 +92,8 @@ void GltfSaver::ScanDeformGroup(IQvItem* item) {
 // Deliberate: the whole-scene scan logged each root already, so there each stands twice.
 void GltfSaver::LogRootItems() {
     log.LogInfo("Scanning finished, rootItems:%d", int(rootItems.size()));
-    for (ItemRef root : rootItems) log.LogInfo("Root item:%s\n", ItemNameOrEmpty(root));
+    for (ItemRef root : rootItems)
+        log.LogInfo("Root item:%s\n", ItemNameOrEmpty(root));
     FindActor();
     WalkIkRoots();
 }
@@ -97,7 +102,8 @@ void GltfSaver::LogRootItems() {
 void GltfSaver::FindActor() {
     CQvUser_ItemGraph groups;
     if (!sceneWrap || !sceneItem ||
-        QvFailed(sceneWrap->GraphLookup(qvGraphCurrentGroups, IQvItemGraph::iid, groups.outVoid())) ||
+        QvFailed(
+            sceneWrap->GraphLookup(qvGraphCurrentGroups, IQvItemGraph::iid, groups.outVoid())) ||
         !groups)
         return;
     uint32_t count = 0;

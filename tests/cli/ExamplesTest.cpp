@@ -50,7 +50,8 @@ Export ExportExample(const std::string& scene, const fs::path& out) {
     EXPECT_EQ(host.HeldReferences(), 0);
     EXPECT_EQ(host.Count("OverRelease"), 0);
     Export result{ReadBytes(out), {}};
-    for (const auto& record : host.Log()) result.log.push_back(record.level + " " + record.text);
+    for (const auto& record : host.Log())
+        result.log.push_back(record.level + " " + record.text);
     return result;
 }
 
@@ -64,7 +65,8 @@ TEST(Examples, ExportTheSameFileAndLogOnEveryRunWithUsableTextures) {
         Export second = ExportExample(scene, scratch.Path("second.glb"));
         EXPECT_EQ(first.bytes, second.bytes);
         EXPECT_EQ(first.log, second.log);
-        for (const std::string& line : first.log) EXPECT_NE(line.rfind("error ", 0), 0u) << line;
+        for (const std::string& line : first.log)
+            EXPECT_NE(line.rfind("error ", 0), 0u) << line;
 
         GlbReader glb(first.bytes);
         ASSERT_TRUE(glb.json.IsObject());

@@ -202,10 +202,8 @@ TEST(GltfMeshWriter, JointsThenWeightsPerSkin) {
     EXPECT_EQ(joints["componentType"].GetUint(), kGltfUnsignedShort);
     EXPECT_STREQ(joints["type"].GetString(), "VEC4");
     // Joint numbers cut toward zero; weights as stored, not normalised.
-    EXPECT_EQ(f.Floats(f.Attribute("JOINTS_0")),
-              (Floats{3, 1, 0, 0, 7, 0, 0, 0, 0, 0, 0, 0}));
-    EXPECT_EQ(f.Floats(f.Attribute("JOINTS_1")),
-              (Floats{0, 0, 0, 0, 0, 0, 0, 0, 65535, 0, 0, 0}));
+    EXPECT_EQ(f.Floats(f.Attribute("JOINTS_0")), (Floats{3, 1, 0, 0, 7, 0, 0, 0, 0, 0, 0, 0}));
+    EXPECT_EQ(f.Floats(f.Attribute("JOINTS_1")), (Floats{0, 0, 0, 0, 0, 0, 0, 0, 65535, 0, 0, 0}));
     EXPECT_EQ(f.Floats(f.Attribute("WEIGHTS_0")),
               (Floats{0.75f, 0.5f, 0, 0, 1, 0, 0, 0, 0, 0, 0, 0}));
     EXPECT_EQ(f.Floats(f.Attribute("WEIGHTS_1")), (Floats{0, 0, 0, 0, 0, 0, 0, 0, 0.25f, 0, 0, 0}));

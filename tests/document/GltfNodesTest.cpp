@@ -24,7 +24,9 @@ struct SceneBuilder {
 bool Contains(const std::string& text, const std::string& part) {
     return text.find(part) != std::string::npos;
 }
-double ThroughFloat(double value) { return static_cast<float>(value); }
+double ThroughFloat(double value) {
+    return static_cast<float>(value);
+}
 
 } // namespace
 

@@ -16,7 +16,8 @@ namespace {
 
 // A strip of `triangles` triangles along x, every triangle its own polygon.
 void BuildStrip(MeshData& mesh, uint32_t triangles) {
-    for (uint32_t i = 0; i < triangles + 2; ++i) mesh.AddPoint(float(i / 2), 0, float(i % 2));
+    for (uint32_t i = 0; i < triangles + 2; ++i)
+        mesh.AddPoint(float(i / 2), 0, float(i % 2));
     for (uint32_t t = 0; t < triangles; ++t)
         mesh.AddPolygon(t % 2 ? std::initializer_list<uint32_t>{t, t + 2, t + 1}
                               : std::initializer_list<uint32_t>{t, t + 1, t + 2},
@@ -90,7 +91,8 @@ TEST_F(MeshCreation, HiddenEmptyOrGeometryOffItemsKeepTheirNodeOnly) {
     ASSERT_EQ(glb.json["nodes"].Size(), 2u);
     EXPECT_FALSE(glb.json["nodes"][0].HasMember("mesh"));
     EXPECT_FALSE(glb.json["nodes"][1].HasMember("mesh"));
-    for (const auto& line : Lines()) EXPECT_EQ(line.find("Creating mesh:"), std::string::npos);
+    for (const auto& line : Lines())
+        EXPECT_EQ(line.find("Creating mesh:"), std::string::npos);
 
     host.Scene().Get("Hidden").Set("visible", 0, "edit");
     host.SetUserInt("sceneio.gltf.save.geometry", 0);
@@ -125,7 +127,8 @@ TEST_F(MeshCreation, VertexMapsBecomeAttributesInAFixedOrder) {
         rgb.SetPointValue(p, {1, 0.5f, 0.25f});
         rgba.SetPointValue(p, {0, 0, 1, 0.5f});
     }
-    for (uint32_t c = 0; c < 4; ++c) half.SetPolygonValue(0, c, {0.5f, 0.25f});
+    for (uint32_t c = 0; c < 4; ++c)
+        half.SetPolygonValue(0, c, {0.5f, 0.25f});
     GlbReader glb = SaveAndRead();
     const auto& primitive = glb.Primitive(0, 0);
     EXPECT_EQ(MemberNames(primitive["attributes"]),
@@ -156,7 +159,8 @@ TEST_F(MeshCreation, NormalMapWinsWhereItHasValuesAndSplitsVertices) {
     BuildCube(mesh);
     auto& normals = mesh.AddMap("NORM", "Normals");
     // Flat normals on the first quad only: its four corners leave the smooth normal.
-    for (uint32_t c = 0; c < 4; ++c) normals.SetPolygonValue(0, c, {0, 0, -2});
+    for (uint32_t c = 0; c < 4; ++c)
+        normals.SetPolygonValue(0, c, {0, 0, -2});
     GlbReader glb = SaveAndRead();
     EXPECT_EQ(CountLines("   normal vmap:Normals"), 1);
     std::vector<double> n = glb.Attribute(glb.Primitive(0, 0), "NORMAL");
@@ -171,7 +175,8 @@ TEST_F(MeshCreation, TangentMapsAreReadOnlyWhenAskedFor) {
     MeshData& mesh = AddMesh("Framed");
     BuildCube(mesh);
     auto& frames = mesh.AddMap("TBAS", "Frames");
-    for (uint32_t p = 0; p < 8; ++p) frames.SetPointValue(p, {1, 0, 0, 0, 1, 0});
+    for (uint32_t p = 0; p < 8; ++p)
+        frames.SetPointValue(p, {1, 0, 0, 0, 1, 0});
     GlbReader plain = SaveAndRead();
     EXPECT_FALSE(plain.Primitive(0, 0)["attributes"].HasMember("TANGENT"));
     EXPECT_EQ(CountLines("   vTbasis vmap:Frames"), 0);
@@ -230,12 +235,14 @@ TEST_F(MeshCreation, GeneratedTorusComesBackCornerForCorner) {
             const float* texture = ValueAt(uv, mesh, corner);
             const float* paint = ValueAt(color, mesh, corner);
             double length = 0;
-            for (int i = 0; i < 3; ++i) length += double(direction[i]) * direction[i];
+            for (int i = 0; i < 3; ++i)
+                length += double(direction[i]) * direction[i];
             bool same = st[2 * v] == texture[0] && st[2 * v + 1] == 1.0f - texture[1];
             for (int i = 0; i < 3; ++i)
                 same = same && xyz[3 * v + i] == position[i] &&
                        std::fabs(n[3 * v + i] - direction[i] / std::sqrt(length)) < 1e-6;
-            for (int i = 0; i < 4; ++i) same = same && rgba[4 * v + i] == paint[i];
+            for (int i = 0; i < 4; ++i)
+                same = same && rgba[4 * v + i] == paint[i];
             if (!same) ++wrong, ADD_FAILURE() << "corner " << k << ", vertex " << v;
         }
     }

@@ -32,8 +32,7 @@ TEST_F(LogRoutes, InfoUnderTheMasterEntryAndWarningsAndErrorsInLogsys) {
     EXPECT_EQ(Records(), (std::vector<std::string>{
                              "io-status info 0 1 gltf: load/save", "io-status info 1 1 first",
                              "io-status info 0 1 gltf: load/save", "io-status info 1 1 header",
-                             "logsys warning 0 2 bad tangent",
-                             "logsys error 0 2147483648 no 7"}));
+                             "logsys warning 0 2 bad tangent", "logsys error 0 2147483648 no 7"}));
     EXPECT_EQ(log.WarningCount(), 1u);
     EXPECT_EQ(log.ErrorCount(), 1u);
 }

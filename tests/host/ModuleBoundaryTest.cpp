@@ -40,9 +40,8 @@ TEST(ModuleBoundary, ServerObjectThatCannotBeMadeAnswersWithACode) {
 }
 
 TEST(ModuleBoundary, SaverCallsThatThrowAnswerWithACode) {
-    auto factory = CQvMakeFactory<ThrowingSaver>([](CQvPolymorph<ThrowingSaver>& f) {
-        f.AddInterface<CQvIfc_Saver<ThrowingSaver>>();
-    });
+    auto factory = CQvMakeFactory<ThrowingSaver>(
+        [](CQvPolymorph<ThrowingSaver>& f) { f.AddInterface<CQvIfc_Saver<ThrowingSaver>>(); });
     CQvUser_<IQvSaver> saver;
     ASSERT_EQ(factory->Spawn(IQvSaver::iid, saver.outVoid()), qvOk);
     EXPECT_EQ(saver->Verify(nullptr, nullptr), qvOutOfMemory);

@@ -43,27 +43,34 @@ TEST_F(ShaderTree, UntouchedLayersExportTheHostsDefaults) {
     Layer("advancedMaterial", "Host", mask);
     auto& place = host.Scene().AddItem("txtrLocator", "Place").Set("uvMap", "UVMap");
     WriteBytes(scratch.Path("n.png"), "png");
-    Layer("imageMap", "Bumps", mask).SetImage(scratch.Path("n.png").string())
-        .Set("effect", "normalGLTF").SetTextureLocator(place);
+    Layer("imageMap", "Bumps", mask)
+        .SetImage(scratch.Path("n.png").string())
+        .Set("effect", "normalGLTF")
+        .SetTextureLocator(place);
     Layer("glTFShader", "PBR", mask);
     auto m = Material();
-    EXPECT_EQ(JsonText(m),
-              R"({"name":"Wood","emissiveFactor":[0.0,0.0,0.0],"alphaMode":"OPAQUE","doubleSided":false,)"
-              R"("normalTexture":{"index":0,"texCoord":0},"pbrMetallicRoughness":{)"
-              R"("baseColorFactor":[1.0,1.0,1.0,1.0],"metallicFactor":1.0,"roughnessFactor":1.0}})");
+    EXPECT_EQ(
+        JsonText(m),
+        R"({"name":"Wood","emissiveFactor":[0.0,0.0,0.0],"alphaMode":"OPAQUE","doubleSided":false,)"
+        R"("normalTexture":{"index":0,"texCoord":0},"pbrMetallicRoughness":{)"
+        R"("baseColorFactor":[1.0,1.0,1.0,1.0],"metallicFactor":1.0,"roughnessFactor":1.0}})");
     EXPECT_EQ(samplers, R"([{"wrapS":10497,"wrapT":10497}])");
 }
 
 TEST_F(ShaderTree, GltfShaderGivesTheFactorsUnderTheTagsName) {
     auto& mask = Mask("Wood");
     Layer("glTFShader", "PBR", mask)
-        .Set("baseColor.R", 0.5).Set("metallic", 0.1).Set("roughness", 0.25)
-        .Set("emissive.G", 0.5).Set("emissivelevel", 4.0);
+        .Set("baseColor.R", 0.5)
+        .Set("metallic", 0.1)
+        .Set("roughness", 0.25)
+        .Set("emissive.G", 0.5)
+        .Set("emissivelevel", 4.0);
     auto m = Material();
-    EXPECT_EQ(JsonText(m),
-              R"({"name":"Wood","emissiveFactor":[0.0,2.0,0.0],"alphaMode":"OPAQUE","doubleSided":false,)"
-              R"("pbrMetallicRoughness":{"baseColorFactor":[0.5,1.0,1.0,1.0],)"
-              R"("metallicFactor":0.10000000149011612,"roughnessFactor":0.25}})");
+    EXPECT_EQ(
+        JsonText(m),
+        R"({"name":"Wood","emissiveFactor":[0.0,2.0,0.0],"alphaMode":"OPAQUE","doubleSided":false,)"
+        R"("pbrMetallicRoughness":{"baseColorFactor":[0.5,1.0,1.0,1.0],)"
+        R"("metallicFactor":0.10000000149011612,"roughnessFactor":0.25}})");
     EXPECT_EQ(CountLines("Found mask:Wood ptag:Wood ptype:Material"), 1);
     EXPECT_EQ(CountLines("    Skipping Gltf shader layer PBR"), 1);
 }
@@ -98,10 +105,11 @@ TEST_F(ShaderTree, SecondHostMaterialDrawsTheMultipleWarningAndTheHigherIndexWin
     Layer("glTFShader", "PBR", mask);
     auto m = Material();
     EXPECT_EQ(JsonText(m["pbrMetallicRoughness"]["baseColorFactor"]), "[1.0,1.0,1.0,0.0]");
-    EXPECT_EQ(CountLines("    Found multiple Vorn materials in glTF layer 'Wood mask' only the first "
-                         "Vorn material under the glTF material in the shader tree will be used for "
-                         "transparency!"),
-              1);
+    EXPECT_EQ(
+        CountLines("    Found multiple Vorn materials in glTF layer 'Wood mask' only the first "
+                   "Vorn material under the glTF material in the shader tree will be used for "
+                   "transparency!"),
+        1);
 }
 
 TEST_F(ShaderTree, DisabledChildMaskHidesEverythingUnderIt) {
@@ -134,21 +142,26 @@ TEST_F(ShaderTree, OtherEnginesLayersAreSkippedByName) {
     Material();
     EXPECT_EQ(CountLines("    Skipping Unity shader layer Unity"), 1);
     EXPECT_EQ(CountLines("    Skipping Unreal shader layer UE map"), 1);
-    for (const auto& line : Lines()) EXPECT_EQ(line.find("Diffuse"), std::string::npos) << line;
+    for (const auto& line : Lines())
+        EXPECT_EQ(line.find("Diffuse"), std::string::npos) << line;
 }
 
 TEST_F(ShaderTree, UnlitShaderWritesTheExtensionAndWarns) {
     auto& mask = Mask("Wood");
-    Layer("glTFShader", "Flat", mask).Set("shadeModel", 1).Set("metallic", 0.5).Set("emissive.R", 1.0);
+    Layer("glTFShader", "Flat", mask)
+        .Set("shadeModel", 1)
+        .Set("metallic", 0.5)
+        .Set("emissive.R", 1.0);
     auto m = Material();
     EXPECT_EQ(JsonText(m["extensions"]), R"({"KHR_materials_unlit":{}})");
     EXPECT_EQ(m["pbrMetallicRoughness"]["metallicFactor"].GetDouble(), 0.0);
     EXPECT_EQ(JsonText(m["emissiveFactor"]), "[0.0,0.0,0.0]");
     EXPECT_EQ(extensionsUsed, R"(["KHR_materials_unlit"])");
-    EXPECT_EQ(CountLines("Material 'Wood' uses glTF Unlit shader extension. At the point of making "
-                         "this warning Unlit extension is not fully ratified and could change at any "
-                         "point."),
-              1);
+    EXPECT_EQ(
+        CountLines("Material 'Wood' uses glTF Unlit shader extension. At the point of making "
+                   "this warning Unlit extension is not fully ratified and could change at any "
+                   "point."),
+        1);
 }
 
 TEST_F(ShaderTree, OnlyTheDefaultTagAnnouncesItsMissingMask) {
@@ -156,7 +169,8 @@ TEST_F(ShaderTree, OnlyTheDefaultTagAnnouncesItsMissingMask) {
     BuildCube(host.Scene().Get("Other").Mesh(), "Default");
     GlbReader glb = SaveAndRead();
     EXPECT_EQ(CountLines("Failed to find the poly mask tag:Default, using default material"), 1);
-    for (const auto& line : Lines()) EXPECT_EQ(line.find("poly mask tag:Wood"), std::string::npos);
+    for (const auto& line : Lines())
+        EXPECT_EQ(line.find("poly mask tag:Wood"), std::string::npos);
     EXPECT_STREQ(glb.json["materials"][1]["name"].GetString(), "Wood");
     EXPECT_STREQ(glb.json["materials"][2]["name"].GetString(), "Default");
 }

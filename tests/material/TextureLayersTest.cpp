@@ -66,9 +66,10 @@ TEST_F(TextureLayers, SecondMetalOrRoughImageIsNamedAndLeftOut) {
     Map("Metal (Image)", "metallicGLTF", ImageFile("metal.png"), 5);
     Map("Rough (Image)", "roughnessGLTF", ImageFile("rough.png"), 4);
     GlbReader glb = SaveAndRead();
-    EXPECT_EQ(CountLines("    GLTF_Metallic and GLTF_Roughness image maps in one material group must "
-                         "use the same image. GLTF_Roughness image map :Rough (Image)." PREVIEW),
-              1);
+    EXPECT_EQ(
+        CountLines("    GLTF_Metallic and GLTF_Roughness image maps in one material group must "
+                   "use the same image. GLTF_Roughness image map :Rough (Image)." PREVIEW),
+        1);
     EXPECT_EQ(glb.json["images"].Size(), 1u);
     EXPECT_EQ(LastBox(), "There are 1 warnings and 0 errors reported to event log");
 }
@@ -77,8 +78,13 @@ TEST_F(TextureLayers, SwizzlingOffOrTheWrongChannelWarns) {
     Map("Base (Image)", "baseColorGLTF", ImageFile("base.png"), 0).Set("swizzling", 0);
     Map("AO (Image)", "aoGLTF", ImageFile("ao.png"), 4);
     SaveAndRead();
-    EXPECT_EQ(CountLines("    Swizzling is not turned on for GLTF_BaseColor image map Base (Image)." PREVIEW), 1);
-    EXPECT_EQ(CountLines("    Swizzling channel must be 'Red' for GLTF_AmbientOclussion image map AO (Image)." PREVIEW), 1);
+    EXPECT_EQ(
+        CountLines(
+            "    Swizzling is not turned on for GLTF_BaseColor image map Base (Image)." PREVIEW),
+        1);
+    EXPECT_EQ(CountLines("    Swizzling channel must be 'Red' for GLTF_AmbientOclussion image map "
+                         "AO (Image)." PREVIEW),
+              1);
 }
 
 // "baseColorGLTF" and "dissolve" share a bucket of the small effect map: the one met later is
@@ -95,9 +101,10 @@ TEST_F(TextureLayers, DissolveMetBeforeTheBaseColourWarnsAboutTheImage) {
     Map("Cut (Image)", "dissolve", ImageFile("cut.png"), 2);
     Map("Base (Image)", "baseColorGLTF", ImageFile("base.png"), 0);
     GlbReader glb = SaveAndRead();
-    EXPECT_EQ(CountLines("    Dissolve and GLTF_BaseColor image maps in one material group must use "
-                         "the same image. Dissolve image map :Cut (Image)." PREVIEW),
-              1);
+    EXPECT_EQ(
+        CountLines("    Dissolve and GLTF_BaseColor image maps in one material group must use "
+                   "the same image. Dissolve image map :Cut (Image)." PREVIEW),
+        1);
     // The dissolve map's own image goes into no field.
     EXPECT_EQ(glb.json["images"].Size(), 1u);
 }
@@ -124,7 +131,8 @@ TEST_F(TextureLayers, MissingImageFileIsAnErrorButTheSaveGoesOn) {
     Map("Base (Image)", "baseColorGLTF", ImageFile("base.png"), 0);
     fs::remove(scratch.Path("base.png"));
     GlbReader glb = SaveAndRead();
-    std::string expected = "Image file path: " + ToHostPath(scratch.Path("base.png")) + " doesn't exist!";
+    std::string expected =
+        "Image file path: " + ToHostPath(scratch.Path("base.png")) + " doesn't exist!";
     EXPECT_EQ(CountLines(expected), 1);
     EXPECT_FALSE(WoodMaterial(glb)["pbrMetallicRoughness"].HasMember("baseColorTexture"));
     EXPECT_FALSE(glb.json.HasMember("textures") || glb.json.HasMember("images") ||

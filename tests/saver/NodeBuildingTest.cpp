@@ -13,18 +13,21 @@ class NodeBuilding : public SaveFixture {
 protected:
     static std::vector<unsigned> Indices(const rapidjson::Value& array) {
         std::vector<unsigned> out;
-        for (const auto& v : array.GetArray()) out.push_back(v.GetUint());
+        for (const auto& v : array.GetArray())
+            out.push_back(v.GetUint());
         return out;
     }
     static std::vector<double> Matrix(const rapidjson::Value& node) {
         std::vector<double> out;
-        for (const auto& v : node["matrix"].GetArray()) out.push_back(v.GetDouble());
+        for (const auto& v : node["matrix"].GetArray())
+            out.push_back(v.GetDouble());
         return out;
     }
     // What the file holds for a matrix: each element rounded to float.
     static std::vector<double> ThroughFloat(const scenehost::Matrix& m) {
         std::vector<double> out;
-        for (double v : m) out.push_back(static_cast<float>(v));
+        for (double v : m)
+            out.push_back(static_cast<float>(v));
         return out;
     }
     // Scale, then rotation (degrees), then translation: the order of a locator's own stack.
@@ -129,8 +132,9 @@ TEST_F(NodeBuilding, CamerasGetFixedProjectionOrNothingWhenOff) {
     GlbReader on = SaveAndRead();
     ASSERT_EQ(NodeNames(on.json), (std::vector<std::string>{"Cam", "Rig"}));
     EXPECT_EQ(on.json["nodes"][0]["camera"].GetUint(), 0u);
-    EXPECT_EQ(JsonText(on.json["cameras"]),
-              R"([{"name":"Cam","type":"perspective","perspective":{"znear":0.01,"yfov":0.8726}}])");
+    EXPECT_EQ(
+        JsonText(on.json["cameras"]),
+        R"([{"name":"Cam","type":"perspective","perspective":{"znear":0.01,"yfov":0.8726}}])");
 
     host.SetUserInt("sceneio.gltf.save.cameras", 0);
     GlbReader off = SaveAndRead();

@@ -28,7 +28,8 @@ TEST_F(SaveOptions, MissingValuesExportTheSelectionWithEverythingButTangents) {
     auto& cube = s.AddItem("mesh", "Cube", parent).Position(1, 0, 0);
     BuildCube(cube.Mesh());
     auto& frames = cube.Mesh().AddMap("TBAS", "Frames");
-    for (uint32_t p = 0; p < 8; ++p) frames.SetPointValue(p, {1, 0, 0, 0, 1, 0});
+    for (uint32_t p = 0; p < 8; ++p)
+        frames.SetPointValue(p, {1, 0, 0, 0, 1, 0});
     s.AddItem("locator", "Lid", cube);
     auto& cam = s.AddItem("camera", "Cam");
     s.AddItem("locator", "Unselected");
@@ -79,13 +80,15 @@ TEST_F(SaveOptions, CamerasDecideWhetherTheRenderResolutionIsRead) {
     for (const auto& [value, reads] : cases) {
         SCOPED_TRACE(value);
         std::vector<int> before;
-        for (const char* key : keys) before.push_back(host.Count(key));
+        for (const char* key : keys)
+            before.push_back(host.Count(key));
         if (*value == '0')
             host.SetUserInt("sceneio.gltf.save.cameras", 0);
         else if (*value)
             host.SetUserString("sceneio.gltf.save.cameras", value);
         ASSERT_EQ(Save("render.glb"), qvOk);
-        for (size_t k = 0; k < 3; ++k) EXPECT_EQ(host.Count(keys[k]) - before[k], reads) << keys[k];
+        for (size_t k = 0; k < 3; ++k)
+            EXPECT_EQ(host.Count(keys[k]) - before[k], reads) << keys[k];
         if (first.empty()) first = GlbJson("render.glb");
         EXPECT_EQ(GlbJson("render.glb"), first);
     }

@@ -92,7 +92,8 @@ TEST_F(OutputFiles, UnwritablePathsFailTheSaveWithABoxAndWriteNothing) {
     // fails differently: see SaverState.)
     const std::pair<const char*, const char*> cases[] = {{"gltf.bin", "missing/x.glb"},
                                                          {"gltf.gltf", "missing/x.gltf"}};
-    for (const auto& [saver, path] : cases) EXPECT_EQ(SaveWith(saver, path), qvFailed) << path;
+    for (const auto& [saver, path] : cases)
+        EXPECT_EQ(SaveWith(saver, path), qvFailed) << path;
     ASSERT_EQ(host.MessageBoxes().size(), 2u);
     for (const auto& box : host.MessageBoxes()) {
         EXPECT_EQ(box.text, "Failed to export GLTF!");

@@ -51,9 +51,9 @@ TEST_F(RunSequence, LogsTheStagesAtInfoLevelUnderOneMasterEntry) {
         EXPECT_EQ(log[i].level, "info") << log[i].text;
         children.push_back(log[i].text);
     }
-    EXPECT_EQ(children, (std::vector<std::string>{"glTf v2 :: InitSaver()",
-                                                  "Scanning finished, rootItems:0", "RunSaver()",
-                                                  "Creating materials", "...DONE"}));
+    EXPECT_EQ(children,
+              (std::vector<std::string>{"glTf v2 :: InitSaver()", "Scanning finished, rootItems:0",
+                                        "RunSaver()", "Creating materials", "...DONE"}));
     EXPECT_TRUE(host.MessageBoxes().empty());
 }
 

@@ -23,15 +23,18 @@ protected:
         BuildCube(body->Mesh());
         auto& hipWeight = s.AddItem("influence", "HipWeight").DrivenByLocator(*hip);
         auto& kneeWeight = s.AddItem("influence", "KneeWeight").DrivenByLocator(knee);
-        s.AddItem("deformGroup", "Skin").AddJoint(hipWeight).AddJoint(kneeWeight).Link("deformers",
-                                                                                      *body);
+        s.AddItem("deformGroup", "Skin")
+            .AddJoint(hipWeight)
+            .AddJoint(kneeWeight)
+            .Link("deformers", *body);
         host.SetUserInt("sceneio.gltf.save.exportType", ExportScope::SelectedHierarchies);
     }
 
     std::vector<std::string> NodeNames(const std::string& file) const {
         auto doc = ParseJson(GlbJson(file));
         std::vector<std::string> names;
-        for (const auto& node : doc["nodes"].GetArray()) names.emplace_back(node["name"].GetString());
+        for (const auto& node : doc["nodes"].GetArray())
+            names.emplace_back(node["name"].GetString());
         return names;
     }
 
@@ -129,10 +132,12 @@ TEST_F(SaverState, OneSaverForTwoScenesActsAsTwoNewSavers) {
                   qvOk);
         for (const auto& [key, count] : host.Counters())
             EXPECT_EQ(count, reusedCounters.count(key) ? reusedCounters.at(key) : 0) << name << key;
-        for (const auto& [key, count] : reusedCounters) EXPECT_EQ(host.Count(key), count) << name << key;
+        for (const auto& [key, count] : reusedCounters)
+            EXPECT_EQ(host.Count(key), count) << name << key;
         const auto lines = Lines();
-        EXPECT_EQ(std::vector<std::string>(lines.begin() + long(start), lines.begin() + long(middle)),
-                  std::vector<std::string>(lines.begin() + long(middle), lines.end()))
+        EXPECT_EQ(
+            std::vector<std::string>(lines.begin() + long(start), lines.begin() + long(middle)),
+            std::vector<std::string>(lines.begin() + long(middle), lines.end()))
             << name;
         EXPECT_EQ(FileText("reused-" + name), FileText("fresh-" + name)) << name;
     };

@@ -34,7 +34,8 @@ TEST_F(SceneScan, NoActorWithoutTheGroupsGraph) {
     host.Scene().Link("currentGroups", host.Scene().SceneItem(), actor);
     host.Scene().RemoveGraph("currentGroups");
     ASSERT_EQ(Save("none.glb"), qvOk);
-    for (const auto& line : Lines()) EXPECT_EQ(line.find("---   Actor:"), std::string::npos);
+    for (const auto& line : Lines())
+        EXPECT_EQ(line.find("---   Actor:"), std::string::npos);
 }
 
 TEST_F(SceneScan, IkRootsAndEveryDescendantAreWalked) {

@@ -65,13 +65,22 @@ TEST_F(TextInJson, FileNamesBecomeUrisAsTheyAre) {
     auto& mask = s.AddItem("mask", "Wood mask").Set("ptag", "Wood");
     s.AddItem("glTFShader", "PBR", mask);
     auto& place = s.AddItem("txtrLocator", "Place").Set("uvMap", "UVMap");
-    s.AddItem("imageMap", "Base (Image)", mask).SetImage(scratch.Path("src/" + image).string())
-        .Set("effect", "baseColorGLTF").Set("swizzling", 1).SetTextureLocator(place);
+    s.AddItem("imageMap", "Base (Image)", mask)
+        .SetImage(scratch.Path("src/" + image).string())
+        .Set("effect", "baseColorGLTF")
+        .Set("swizzling", 1)
+        .SetTextureLocator(place);
     ASSERT_EQ(Save(stem + ".gltf"), qvOk);
 
     std::string json = FileText(stem + ".gltf");
-    EXPECT_TRUE(Contains(json, R"("uri":"o\"d\u0001 )" "\xc3\xa9\xff" R"(.bin"})")) << json;
-    EXPECT_TRUE(Contains(json, R"("uri":"i\"m\u0002 )" "\xc3\xa9" R"(.png"})")) << json;
+    EXPECT_TRUE(Contains(json, R"("uri":"o\"d\u0001 )"
+                               "\xc3\xa9\xff"
+                               R"(.bin"})"))
+        << json;
+    EXPECT_TRUE(Contains(json, R"("uri":"i\"m\u0002 )"
+                               "\xc3\xa9"
+                               R"(.png"})"))
+        << json;
     EXPECT_FALSE(Parses(json, true));
     rapidjson::Document doc = ParseJson(json);
     EXPECT_EQ(doc["images"][0]["uri"].GetString(), image);

@@ -15,11 +15,15 @@ namespace {
 struct Vec3 {
     double x, y, z;
 };
-Vec3 Sub(Vec3 a, Vec3 b) { return {a.x - b.x, a.y - b.y, a.z - b.z}; }
+Vec3 Sub(Vec3 a, Vec3 b) {
+    return {a.x - b.x, a.y - b.y, a.z - b.z};
+}
 Vec3 Cross(Vec3 a, Vec3 b) {
     return {a.y * b.z - a.z * b.y, a.z * b.x - a.x * b.z, a.x * b.y - a.y * b.x};
 }
-double Dot(Vec3 a, Vec3 b) { return a.x * b.x + a.y * b.y + a.z * b.z; }
+double Dot(Vec3 a, Vec3 b) {
+    return a.x * b.x + a.y * b.y + a.z * b.z;
+}
 
 struct Fixture {
     SceneHost host;
@@ -42,7 +46,8 @@ struct Fixture {
     }
     uint32_t Polygon(std::vector<std::array<float, 3>> outline) {
         std::vector<uint32_t> points;
-        for (auto& p : outline) points.push_back(mesh.AddPoint(p[0], p[1], p[2]));
+        for (auto& p : outline)
+            points.push_back(mesh.AddPoint(p[0], p[1], p[2]));
         return mesh.AddPolygon(points);
     }
 };
@@ -122,7 +127,8 @@ TEST(SceneHostMesh, DegeneratePolygonsStillGiveTrianglesOnceGeneratedForThem) {
         ASSERT_EQ(p->SelectByIndex(polygon), qvOk);
         ASSERT_EQ(p->GenerateTriangles(&count), qvOk);
         EXPECT_EQ(count, f.mesh.VertexCount(polygon) - 2);
-        for (uint32_t t = 0; t < count; ++t) EXPECT_EQ(p->TriangleByIndex(t, &a, &b, &c), qvOk);
+        for (uint32_t t = 0; t < count; ++t)
+            EXPECT_EQ(p->TriangleByIndex(t, &a, &b, &c), qvOk);
     }
     ASSERT_EQ(p->SelectByIndex(last), qvOk);
     EXPECT_EQ(p->TriangleByIndex(0, &a, &b, &c), qvFailed); // generated for another polygon
@@ -231,7 +237,8 @@ TEST(SceneHostMesh, WalksEndOnFailureAndAccessorsKeepTheirOwnSelection) {
         pick->SelectByIndex(f.mesh.PolygonCount() - 1 - uint32_t(seen.size()));
         const char* material = nullptr;
         const char* part = nullptr;
-        std::string entry = QvSucceeded(tags->GetTag(qvPolyTagMaterial, &material)) ? material : "-";
+        std::string entry =
+            QvSucceeded(tags->GetTag(qvPolyTagMaterial, &material)) ? material : "-";
         if (QvSucceeded(tags->GetTag(qvPolyTagPart, &part))) entry += std::string("/") + part;
         seen.push_back(entry);
         return seen.size() == 3 ? qvFailed : qvOk;

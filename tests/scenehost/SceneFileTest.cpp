@@ -123,7 +123,8 @@ TEST(SceneFile, AFullSceneBuildsEveryPart) {
     EXPECT_STREQ(big.Tag(big.PolygonCount() - 1, qvPolyTagMaterial), "B");
 
     std::vector<std::string> selected;
-    for (Item* item : host.Selection()) selected.push_back(item->Ident());
+    for (Item* item : host.Selection())
+        selected.push_back(item->Ident());
     EXPECT_EQ(selected, (std::vector<std::string>{"cube", "root", "scene"}));
     EXPECT_EQ(host.Platform().build, "77");
     EXPECT_EQ(host.Platform().name, "Vorn");
@@ -286,13 +287,16 @@ const Refusal kRefusals[] = {
          "64: a polygon has point 0 twice"),
     Mesh(R"({"maps": [{"type": "UVXX", "name": "T"}]})",
          "28: unknown map type 'UVXX' (known: NORM, RGB , RGBA, TXUV, TBAS, WGHT)"),
-    Mesh(R"({"points": [[0, 0, 0]], "maps": [{"type": "WGHT", "name": "W", "values": [[1], [1]]}]})",
-         "82: the map has values for 2 points, and the mesh has 1"),
-    Mesh(R"({"points": [[0, 0, 0], [1, 0, 0], [0, 1, 0]], "polygons": [[0, 1, 2]], "maps": [)"
-         R"({"type": "TXUV", "name": "T", "polygonValues": [{"polygon": 0, "values": [[0, 0]]}]}]})",
-         "162: polygon 0 has 3 points, and 1 values are given"),
-    Mesh(R"({"maps": [{"type": "TXUV", "name": "T", "polygonValues": [{"polygon": 0, "values": []}]}]})",
-         "79: no polygon 0: the mesh has 0 polygons"),
+    Mesh(
+        R"({"points": [[0, 0, 0]], "maps": [{"type": "WGHT", "name": "W", "values": [[1], [1]]}]})",
+        "82: the map has values for 2 points, and the mesh has 1"),
+    Mesh(
+        R"({"points": [[0, 0, 0], [1, 0, 0], [0, 1, 0]], "polygons": [[0, 1, 2]], "maps": [)"
+        R"({"type": "TXUV", "name": "T", "polygonValues": [{"polygon": 0, "values": [[0, 0]]}]}]})",
+        "162: polygon 0 has 3 points, and 1 values are given"),
+    Mesh(
+        R"({"maps": [{"type": "TXUV", "name": "T", "polygonValues": [{"polygon": 0, "values": []}]}]})",
+        "79: no polygon 0: the mesh has 0 polygons"),
     Mesh(R"({"maps": [{"type": "TXUV", "name": "T"}, {"type": "TXUV", "name": "T"}]})",
          "75: the mesh has a TXUV map 'T' already"),
     Mesh(R"({"points": [], "generate": {}})",

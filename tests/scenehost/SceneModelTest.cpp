@@ -59,7 +59,8 @@ TEST(SceneHostItems, HierarchyKeepsChildOrderAndRefusesCycles) {
     scene.SetParent(a, nullptr);
     scene.SetParent(a, &root); // moved to the end
     std::vector<std::string> order;
-    for (Item* child : root.Children()) order.push_back(child->Name());
+    for (Item* child : root.Children())
+        order.push_back(child->Name());
     EXPECT_EQ(order, (std::vector<std::string>{"B", "A"}));
     EXPECT_THROW(scene.SetParent(root, &c), std::invalid_argument);
     EXPECT_THROW(scene.SetParent(root, &scene.SceneItem()), std::invalid_argument);
@@ -76,7 +77,8 @@ TEST(SceneHostItems, IdentsAreUniqueAndStayAtTheirAddress) {
     const char *ia = nullptr, *ib = nullptr, *again = nullptr;
     a.Ident(&ia);
     b.Ident(&ib);
-    for (int i = 0; i < 50; ++i) host.Scene().AddItem("locator", "Filler");
+    for (int i = 0; i < 50; ++i)
+        host.Scene().AddItem("locator", "Filler");
     a.Ident(&again);
     EXPECT_STRNE(ia, ib);
     EXPECT_EQ(ia, again); // compared by address

@@ -77,7 +77,9 @@ TEST(SceneHostTransforms, TheReaderChoosesWhichValuesMakeTheMatrix) {
     SceneHost host;
     Item& clip = host.Scene().AddItem("actionclip", "Jump").Set("active", 1);
     Item& cube = host.Scene().AddItem("mesh", "Cube").Position(1, 0, 0);
-    cube.OwnTransform(qvXfrmTranslation).Set("pos.X", 2.0, qvActionEdit).Set("pos.X", 3.0, clip.Ident());
+    cube.OwnTransform(qvXfrmTranslation)
+        .Set("pos.X", 2.0, qvActionEdit)
+        .Set("pos.X", 3.0, clip.Ident());
     EXPECT_EQ(World(cube, Channels(host, "setup").get())[12], 1.0);
     EXPECT_EQ(World(cube, Channels(host, "edit").get())[12], 2.0);
     EXPECT_EQ(World(cube, Channels(host, nullptr).get())[12], 3.0);

@@ -78,7 +78,8 @@ protected:
     }
 
     static bool EndsWith(const std::string& text, const std::string& end) {
-        return text.size() >= end.size() && text.compare(text.size() - end.size(), end.size(), end) == 0;
+        return text.size() >= end.size() &&
+               text.compare(text.size() - end.size(), end.size(), end) == 0;
     }
     static std::vector<std::string> NodeNames(const rapidjson::Value& doc) {
         std::vector<std::string> names;

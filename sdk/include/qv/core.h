@@ -11,23 +11,27 @@
 // 32 bits; the top bit marks a failure. Out-arguments are left untouched by a failing call.
 using QvResult = uint32_t;
 
-constexpr QvResult qvOk = 0x00000000;              // success
-constexpr QvResult qvFalse = 0x00000001;           // success, answer "no"
-constexpr QvResult qvFailed = 0x80000000;          // general failure
-constexpr QvResult qvOutOfMemory = 0x80000002;     // a container could not grow
-constexpr QvResult qvBadMessage = 0x80000003;      // a message object cannot be used
-constexpr QvResult qvNoInterface = 0x80000004;     // the object lacks the interface asked for
-constexpr QvResult qvNotFound = 0x80000005;        // no such name, item or value
-constexpr QvResult qvSceneUnusable = 0x80000009;   // the scene could not be bound
-constexpr QvResult qvOutOfRange = 0x80000015;      // an index beyond the count
-constexpr QvResult qvNoLocator = 0x80000017;       // an item that has no transform
-constexpr QvResult qvShortBuffer = 0x8000001E;     // a caller's buffer is too short
-constexpr QvResult qvWarning = 0x00000002;         // log and message code of a warning
-constexpr QvResult qvInfo = 0x00000001;            // log code of an informational entry
-constexpr QvResult qvArgDisabled = 0x84800004;     // a command argument that is not enabled
+constexpr QvResult qvOk = 0x00000000;            // success
+constexpr QvResult qvFalse = 0x00000001;         // success, answer "no"
+constexpr QvResult qvFailed = 0x80000000;        // general failure
+constexpr QvResult qvOutOfMemory = 0x80000002;   // a container could not grow
+constexpr QvResult qvBadMessage = 0x80000003;    // a message object cannot be used
+constexpr QvResult qvNoInterface = 0x80000004;   // the object lacks the interface asked for
+constexpr QvResult qvNotFound = 0x80000005;      // no such name, item or value
+constexpr QvResult qvSceneUnusable = 0x80000009; // the scene could not be bound
+constexpr QvResult qvOutOfRange = 0x80000015;    // an index beyond the count
+constexpr QvResult qvNoLocator = 0x80000017;     // an item that has no transform
+constexpr QvResult qvShortBuffer = 0x8000001E;   // a caller's buffer is too short
+constexpr QvResult qvWarning = 0x00000002;       // log and message code of a warning
+constexpr QvResult qvInfo = 0x00000001;          // log code of an informational entry
+constexpr QvResult qvArgDisabled = 0x84800004;   // a command argument that is not enabled
 
-inline bool QvFailed(QvResult r) { return (r & 0x80000000u) != 0; }
-inline bool QvSucceeded(QvResult r) { return (r & 0x80000000u) == 0; }
+inline bool QvFailed(QvResult r) {
+    return (r & 0x80000000u) != 0;
+}
+inline bool QvSucceeded(QvResult r) {
+    return (r & 0x80000000u) == 0;
+}
 
 // ---- Identifiers --------------------------------------------------------------------------
 struct QvGuid {
@@ -41,7 +45,9 @@ inline bool operator==(const QvGuid& a, const QvGuid& b) {
     return a.data1 == b.data1 && a.data2 == b.data2 && a.data3 == b.data3 &&
            std::memcmp(a.data4, b.data4, sizeof a.data4) == 0;
 }
-inline bool operator!=(const QvGuid& a, const QvGuid& b) { return !(a == b); }
+inline bool operator!=(const QvGuid& a, const QvGuid& b) {
+    return !(a == b);
+}
 
 // Each interface carries its identifier as `iid`; a service's interface identifier is also the
 // identifier by which the host's global object finds the service.

@@ -17,7 +17,7 @@ constexpr const char* qvActionEdit = "edit";
 
 // ---- Graphs -------------------------------------------------------------------------------
 // Names for IQvScene::GraphLookup. All are item graphs except qvGraphChanLinks.
-constexpr const char* qvGraphXfrmCore = "xfrmCore";   // locator <-> its transform items, in order
+constexpr const char* qvGraphXfrmCore = "xfrmCore"; // locator <-> its transform items, in order
 constexpr const char* qvGraphXfrmLocal = "xfrmLocal";
 constexpr const char* qvGraphTargets = "targets";
 constexpr const char* qvGraphCurrentGroups = "currentGroups"; // scene item -> current groups
