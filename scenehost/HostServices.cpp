@@ -81,8 +81,8 @@ public:
                 };
                 int32_t type = 0;
                 const char* name = nullptr;
-                if (QvSucceeded(value("type").AsInteger(&type)) && type == 1 &&
-                    QvSucceeded(value("name").AsString(&name)))
+                if (QvSucceeded(value(qvChanType).AsInteger(&type)) &&
+                    type == qvInfluenceWeightMap && QvSucceeded(value(qvChanName).AsString(&name)))
                     mapName = name;
             }
             mapNames_.push_back(mapName);

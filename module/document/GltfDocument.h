@@ -343,14 +343,23 @@ public:
     // (see ImageDirectoryFor); the saver's catch-all turns that into a failed save.
     bool Write(const std::string& path);
     void BeginJson(const std::string& bufferUri); // root, "asset", arrays, material 0, buffer 0
-    void WriteScenes();                           // node trees, then each scene's object
-    void FinishJson();                            // "extensionsUsed", then the arrays in order
+    // For each scene: its node trees, its object, its animations; then every skin.
+    void WriteScenes();
+    void FinishJson(); // "extensionsUsed", then the arrays in order
     uint32_t WriteNode(GltfNode* node);
     void WriteChildren(const std::vector<GltfNode*>& children, uint32_t parentIndex);
     // kGltfNoIndex when the mesh has nothing to write, or when its tables fail the check (an
     // error in the log then).
     uint32_t WriteMesh(GltfMesh* mesh);
     uint32_t WriteCamera(GltfCamera* camera);
+    // Defined with the animation serialisation. WriteAnimation gives kGltfNoIndex for an
+    // animation without channels and samplers; the other two give the index inside it.
+    uint32_t WriteAnimation(GltfAnimation* animation);
+    uint32_t WriteAnimationSampler(GltfAnimationSampler* sampler, GltfJsonValue& samplers);
+    uint32_t WriteAnimationChannel(GltfAnimationChannel* channel, GltfJsonValue& channels,
+                                   uint32_t nodeIndex, uint32_t samplerIndex);
+    // Defined with the skin serialisation; runs after every node is written.
+    uint32_t WriteSkin(GltfSkin* skin);
     // Defined with the material serialisation.
     uint32_t WriteMaterial(GltfMaterial* material, GltfMesh* mesh);
     uint32_t WriteTexture(GltfTexture* texture); // kGltfNoIndex when the image is missing

@@ -1,5 +1,5 @@
 // GltfDocument::Write and the JSON of the root, the scenes, the nodes and the cameras; the reset
-// that follows a save.
+// that follows a save. Animations and skins have their own files.
 #include "document/GltfJson.h"
 #include "document/GltfOutput.h"
 
@@ -49,6 +49,8 @@ void GltfDocument::BeginJson(const std::string& bufferUri) {
     AddBuffer(0, bufferUri);
 }
 
+// Animations follow their scene's nodes, whose indices they name; skins come after every scene,
+// since a joint may stand in any of them.
 void GltfDocument::WriteScenes() {
     for (const auto& scene : scenes) {
         Value sceneNodes = WriteNodeList(scene->children);
@@ -56,7 +58,11 @@ void GltfDocument::WriteScenes() {
         Value sceneObject(rapidjson::kObjectType);
         sceneObject.AddMember("nodes", sceneNodes, json->allocator);
         json->scenes.PushBack(sceneObject, json->allocator);
+        for (const auto& animation : scene->animations)
+            WriteAnimation(animation.get());
     }
+    for (GltfSkin* skin : skins)
+        WriteSkin(skin);
 }
 
 namespace {

@@ -146,3 +146,38 @@ struct MeshWork {
     uint32_t cornerCounter = 0;
     bool hasNormalMap = false;
 };
+
+// ---- Skin deformers (GltfDeformers.cpp) ----
+//
+// A mesh is deformed either by deform groups, whose group deformer the host evaluates point by
+// point, or by deformers linked to the mesh item in the "deformers" graph, each with a weight
+// map. The group path wins when the mesh is in a group that has joints. Either way a skin's rows
+// are per mesh point, at most four influences each, kept in arrival order and not normalised.
+
+// The influences of one joint of a group, regrouped from the points: parallel lists.
+struct JointInfluences {
+    std::vector<uint32_t> points;
+    std::vector<float> weights;
+};
+
+// One deformer of the graph path: the node of the locator that moves it, and its weight map's
+// name (empty unless the deformer's "type" channel is 1).
+struct GraphDeformer {
+    GltfNode* node = nullptr;
+    std::string mapName;
+};
+
+// Collects the points a weight map reaches, with their weights, as the host enumerates them.
+class WeightVisitor final : public CQvImpl_AbstractVisitor {
+public:
+    WeightVisitor(CQvUser_Point& point, QvMapId map, std::vector<uint32_t>& points,
+                  std::vector<float>& weights)
+        : point(point), map(map), points(points), weights(weights) {}
+    QvResult Evaluate() override;
+
+    CQvUser_Point& point;
+    QvMapId map;
+    std::vector<uint32_t>& points;
+    std::vector<float>& weights;
+    uint32_t count = 0;
+};

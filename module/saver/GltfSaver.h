@@ -90,7 +90,7 @@ struct GltfSaveState {
     InsertionOrderedMap<ItemRef, GltfNode*> itemNodes; // gathered, not read yet
     InsertionOrderedMap<ItemRef, GltfMesh*> meshNodes;
     std::vector<ItemRef> deformGroups;
-    InsertionOrderedMap<std::string, Matrix4> locatorWorldByName; // gathered, not read yet
+    InsertionOrderedMap<std::string, Matrix4> locatorWorldByName;
     std::deque<NodeWorkEntry> nodeStack;
     InsertionOrderedMap<std::string, bool> usedMaterialNames;
     InsertionOrderedMap<std::string, ItemRef> enabledMasks;
@@ -214,6 +214,9 @@ public:
     // ---- Later steps of RunSaver ----
     void CreateAllDeformers(); // CreateDeformers for every entry of meshNodes, in order
     void CreateDeformers(GltfMesh* mesh, CQvUser_Item& item);
+    void CreateGroupSkins(GltfMesh* mesh, CQvUser_Mesh& meshObject,
+                          const std::vector<uint32_t>& groups, uint32_t meshIndex);
+    void CreateGraphSkin(GltfMesh* mesh, CQvUser_Item& item, CQvUser_Mesh& meshObject);
     int CreateAnimations();
     void ReadRenderResolution();
 
@@ -235,6 +238,11 @@ private:
     int32_t ReadEditInt(IQvItem* item, const char* channel, int32_t fallback);
     double ReadEditDouble(IQvItem* item, const char* channel, double fallback);
     std::string ReadEditString(IQvItem* item, const char* channel);
+    std::vector<JointInfluences> GatherGroupInfluences(CQvUser_Mesh& meshObject,
+                                                       CQvUser_GroupDeformer& deformer,
+                                                       uint32_t meshIndex, uint32_t jointCount,
+                                                       GltfSkin& skin);
+    std::string WeightMapNameOf(IQvItem* deformer);
     bool SkippedWithChildren(IQvItem* item);
     bool FollowsChildren() const;
     void ReadNodeMatrix(IQvItem* item, GltfNode* node, GltfNode* parentNode, bool hasHostParent,

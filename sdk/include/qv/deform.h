@@ -3,6 +3,12 @@
 
 #include "qv/core.h"
 
+// Channels of an influence deformer: "type" 1 says that its weights are the mesh's weight map
+// ("WGHT") named by its "name" channel.
+constexpr const char* qvChanType = "type";
+constexpr const char* qvChanName = "name";
+constexpr int32_t qvInfluenceWeightMap = 1;
+
 class IQvItem;
 class IQvChannelRead;
 class IQvGroupDeformer;
