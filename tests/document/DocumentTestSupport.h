@@ -3,10 +3,13 @@
 
 #include "document/GltfDocument.h"
 #include "document/GltfJson.h"
+#include "document/GltfOutput.h"
+#include "support/GlbReader.h"
 #include "support/TestFiles.h"
 
 #include <gtest/gtest.h>
 
+#include <memory>
 #include <string>
 
 namespace doctests {
@@ -19,6 +22,14 @@ inline std::string BuildJsonText(GltfDocument& document, const std::string& buff
     document.WriteScenes();
     document.FinishJson();
     return gltfjson::serializeJson(document.json->root);
+}
+
+// The JSON and the buffer that Write would produce, read back.
+inline std::unique_ptr<GlbReader> WriteAndRead(GltfDocument& document) {
+    std::string jsonText = BuildJsonText(document);
+    GltfStringStream stream;
+    document.WriteChunks(stream, false, "");
+    return std::make_unique<GlbReader>(jsonText, stream.Bytes());
 }
 
 inline std::string ToText(const rapidjson::Value& value) {

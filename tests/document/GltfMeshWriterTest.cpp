@@ -2,9 +2,7 @@
 // buffer, and the primitives' links to their materials. A whole host mesh read back vertex by
 // vertex is in tests/geometry.
 #include "DocumentTestSupport.h"
-#include "support/GlbReader.h"
 
-#include "document/GltfOutput.h"
 #include "host/GltfLogMsg.h"
 
 using namespace doctests;
@@ -38,10 +36,7 @@ struct MeshFixture {
     }
 
     void Write() {
-        std::string jsonText = BuildJsonText(document);
-        GltfStringStream stream;
-        document.WriteChunks(stream, false, "");
-        glb = std::make_unique<GlbReader>(jsonText, stream.Bytes());
+        glb = WriteAndRead(document);
         ASSERT_EQ(glb->bin.size(), json()["buffers"][0]["byteLength"].GetUint());
     }
 

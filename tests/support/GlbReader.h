@@ -30,7 +30,11 @@ public:
         const auto& view = json["bufferViews"][accessor["bufferView"].GetUint()];
         size_t offset = view.HasMember("byteOffset") ? view["byteOffset"].GetUint() : 0;
         const std::string type = accessor["type"].GetString();
-        size_t width = type == "SCALAR" ? 1 : type == "VEC2" ? 2 : type == "VEC3" ? 3 : 4;
+        size_t width = type == "SCALAR" ? 1
+                       : type == "VEC2" ? 2
+                       : type == "VEC3" ? 3
+                       : type == "MAT4" ? 16
+                                        : 4;
         unsigned componentType = accessor["componentType"].GetUint();
         std::vector<double> values;
         for (size_t i = 0; i < accessor["count"].GetUint() * width; ++i) {
