@@ -10,6 +10,7 @@
 
 namespace {
 
+// Deliberate: the wording ("more then") stays as it has always read in users' logs.
 const char* skinOverflowWarning =
     "Warning - Skin: %s Node: %s has more then four joints affecting at least one vertex. This "
     "skin may not properly display animation for some vertices.";
@@ -43,12 +44,15 @@ void appendInverseBind(GltfSkin& skin, const GltfNode& joint,
     skin.inverseBindMatrices.push_back(inverse);
 }
 
-// Adds the joint's influences; false when a point already had four and one was dropped.
+// Adds the joint's influences; false when a point already had four and one was dropped. A point
+// number beyond the mesh's count has no row to go to, and is passed over.
 bool addInfluences(GltfSkin& skin, const std::vector<uint32_t>& points,
                    const std::vector<float>& weights, uint32_t jointNumber) {
     bool allKept = true;
     for (size_t i = 0; i < points.size(); ++i)
-        if (!skin.AddInfluence(points[i], weights[i], jointNumber)) allKept = false;
+        if (points[i] < skin.influenceCounts.size() &&
+            !skin.AddInfluence(points[i], weights[i], jointNumber))
+            allKept = false;
     return allKept;
 }
 
@@ -77,8 +81,9 @@ void GltfSaver::CreateDeformers(GltfMesh* mesh, CQvUser_Item& item) {
         return;
     }
 
-    // The groups that list this mesh, compared by the host's stable ident pointer. A group that
-    // lists the mesh twice is entered twice; `meshIndex` is the mesh's place in the last match.
+    // The groups that list this mesh, compared by the host's stable ident pointer. Deliberate: a
+    // group that lists the mesh twice is entered twice, and one `meshIndex`, the mesh's place in
+    // the last match, serves every group.
     const char* ident = ItemIdentOf(item.get());
     std::vector<uint32_t> groups;
     uint32_t meshIndex = 0;
@@ -128,7 +133,9 @@ void GltfSaver::CreateGroupSkins(GltfMesh* mesh, CQvUser_Mesh& meshObject,
             CQvUser_Item jointItem;
             if (QvFailed(deformer->JointItem(j, jointItem.out())) || !jointItem) continue;
             CQvUser_Item locator = locatorOfDeformer(deformerService.get(), jointItem.get());
-            if (!locator) continue; // the skin's joint numbers stop following the group's
+            // Deliberate: the joint is passed over, and the skin's joint numbers stop following
+            // the group's.
+            if (!locator) continue;
             const char* locatorName = ItemNameOrEmpty(locator.get());
             const char* deformerIdent = ItemIdentOf(jointItem.get());
             log.LogInfo("   deformer:%s ident:%s weights:%ld", locatorName,
@@ -245,7 +252,8 @@ void GltfSaver::CreateGraphSkin(GltfMesh* mesh, CQvUser_Item& item, CQvUser_Mesh
         skin.joints.push_back(deformer.node);
         const uint32_t number = uint32_t(skin.joints.size() - 1);
         appendInverseBind(skin, *deformer.node, locatorWorldByName);
-        // Once for each deformer that loses an influence, where the group path warns per skin.
+        // Deliberate: once for each deformer that loses an influence, where the group path warns
+        // once per skin.
         if (!addInfluences(skin, points, weights, number))
             log.LogWarning(skinOverflowWarning, skinName.c_str(), nodeNameOf(mesh));
     }

@@ -83,7 +83,7 @@ constexpr int32_t optionOn = 1;
 // Everything one save gathers and reads, from Open to Close: the options, the host objects the
 // run reads through, the scan's lists and maps, the document and the mesh being built. Close
 // replaces it whole with a fresh one, so no save can leave anything behind for the next. Fields
-// marked "gathered, not read yet" are filled for steps still to come (skins, animation).
+// marked "gathered, not read yet" are filled for steps still to come (animation).
 struct GltfSaveState {
     // ---- Scan results and work maps ----
     std::vector<ItemRef> rootItems;
