@@ -32,6 +32,27 @@ inline std::unique_ptr<GlbReader> WriteAndRead(GltfDocument& document) {
     return std::make_unique<GlbReader>(jsonText, stream.Bytes());
 }
 
+// A document with one scene, and nodes hung into it by name.
+struct SceneBuilder {
+    SceneBuilder() : scene(document.CreateScene()) {}
+
+    GltfNode* Add(const char* name, GltfNode* parent) {
+        GltfNode* node = scene->CreateNode(name);
+        parent->AddChild(node);
+        return node;
+    }
+    GltfDocument document;
+    GltfScene* scene;
+};
+
+inline bool Contains(const std::string& text, const std::string& part) {
+    return text.find(part) != std::string::npos;
+}
+// A number as the file holds it: through a 32-bit float.
+inline double ThroughFloat(double value) {
+    return static_cast<float>(value);
+}
+
 inline std::string ToText(const rapidjson::Value& value) {
     return gltfjson::serializeJson(value);
 }

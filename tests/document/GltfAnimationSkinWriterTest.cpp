@@ -10,16 +10,11 @@ namespace {
 
 using Floats = std::vector<double>;
 
-struct AnimatedScene {
-    AnimatedScene() : scene(document.CreateScene()) {
+struct AnimatedScene : SceneBuilder {
+    AnimatedScene() {
         body = Add("body", scene);
         arm = Add("arm", body);
         unwritten = scene->CreateNode("unwritten"); // created, never attached
-    }
-    GltfNode* Add(const char* name, GltfNode* parent) {
-        GltfNode* node = scene->CreateNode(name);
-        parent->AddChild(node);
-        return node;
     }
     GltfAnimationSampler* Sampler(GltfAnimation* animation, GltfAnimationPath path,
                                   std::vector<GltfAnimationKey> keys) {
@@ -31,15 +26,9 @@ struct AnimatedScene {
         return glb->json["accessors"][index.GetUint()];
     }
 
-    GltfDocument document;
-    GltfScene* scene;
     GltfNode *body, *arm, *unwritten;
     std::unique_ptr<GlbReader> glb;
 };
-
-float f(double value) {
-    return static_cast<float>(value);
-}
 
 } // namespace
 
@@ -70,17 +59,18 @@ TEST(GltfAnimationWriter, KeysAreNarrowedAndNormalisedByPath) {
     EXPECT_EQ(ToText(samplers[0]), R"({"input":0,"output":1,"interpolation":"LINEAR"})");
     const double third = 2.f / std::sqrt(12.f); // (2, 2, 2) normalised in floats
     EXPECT_EQ(s.glb->Values(samplers[0]["output"].GetUint()),
-              (Floats{f(.6), 0, f(.8), 1, 0, 0, third, third, third}));
+              (Floats{ThroughFloat(.6), 0, ThroughFloat(.8), 1, 0, 0, third, third, third}));
     EXPECT_EQ(s.glb->Values(samplers[1]["output"].GetUint()),
-              (Floats{0, 0, 0, 1, 0, f(.6), 0, f(.8)}));
-    EXPECT_EQ(s.glb->Values(samplers[3]["output"].GetUint()), (Floats{f(.1)}));
+              (Floats{0, 0, 0, 1, 0, ThroughFloat(.6), 0, ThroughFloat(.8)}));
+    EXPECT_EQ(s.glb->Values(samplers[3]["output"].GetUint()), (Floats{ThroughFloat(.1)}));
     EXPECT_STREQ(s.Accessor(samplers[1]["output"])["type"].GetString(), "VEC4");
     EXPECT_STREQ(s.Accessor(samplers[3]["output"])["type"].GetString(), "SCALAR");
     // Times: the first key opens the range, later keys widen it.
     const auto& times = s.Accessor(samplers[0]["input"]);
     EXPECT_EQ(times["min"][0].GetDouble(), 0.0);
-    EXPECT_EQ(times["max"][0].GetDouble(), double(f(1 / 3.0)));
-    EXPECT_EQ(s.glb->Values(samplers[0]["input"].GetUint()), (Floats{.25, 0, f(1 / 3.0)}));
+    EXPECT_EQ(times["max"][0].GetDouble(), double(ThroughFloat(1 / 3.0)));
+    EXPECT_EQ(s.glb->Values(samplers[0]["input"].GetUint()),
+              (Floats{.25, 0, ThroughFloat(1 / 3.0)}));
     EXPECT_FALSE(s.Accessor(samplers[0]["output"]).HasMember("min"));
 }
 
@@ -145,5 +135,5 @@ TEST(GltfSkinWriter, SkinsNameWrittenJointsAndMarkTheirMeshNode) {
     GltfStringStream stream;
     s.document.WriteChunks(stream, false, "");
     GlbReader glb(json, stream.Bytes());
-    EXPECT_EQ(glb.Values(2)[13], double(f(0.1)));
+    EXPECT_EQ(glb.Values(2)[13], double(ThroughFloat(0.1)));
 }

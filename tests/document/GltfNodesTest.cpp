@@ -7,29 +7,6 @@
 
 using namespace doctests;
 
-namespace {
-
-struct SceneBuilder {
-    SceneBuilder() : scene(document.CreateScene()) {}
-
-    GltfNode* Add(const char* name, GltfNode* parent) {
-        GltfNode* node = scene->CreateNode(name);
-        parent->AddChild(node);
-        return node;
-    }
-    GltfDocument document;
-    GltfScene* scene;
-};
-
-bool Contains(const std::string& text, const std::string& part) {
-    return text.find(part) != std::string::npos;
-}
-double ThroughFloat(double value) {
-    return static_cast<float>(value);
-}
-
-} // namespace
-
 TEST(GltfNodes, MeshWithNothingToWriteIsLeftOut) {
     SceneBuilder s;
     GltfMesh* noPoints = s.scene->CreateMesh();
