@@ -23,6 +23,7 @@
 #include <array>
 #include <cstdint>
 #include <deque>
+#include <map>
 #include <memory>
 #include <set>
 #include <string>
@@ -83,11 +84,12 @@ constexpr int32_t optionOn = 1;
 // Everything one save gathers and reads, from Open to Close: the options, the host objects the
 // run reads through, the scan's lists and maps, the document and the mesh being built. Close
 // replaces it whole with a fresh one, so no save can leave anything behind for the next. Fields
-// marked "gathered, not read yet" are filled for steps still to come (animation).
+// marked "gathered, not read yet" are filled for steps still to come (morph maps); "gathered,
+// never read" ones are kept for the host calls that fill them.
 struct GltfSaveState {
     // ---- Scan results and work maps ----
     std::vector<ItemRef> rootItems;
-    InsertionOrderedMap<ItemRef, GltfNode*> itemNodes; // gathered, not read yet
+    InsertionOrderedMap<ItemRef, GltfNode*> itemNodes; // every node made, by its item
     InsertionOrderedMap<ItemRef, GltfMesh*> meshNodes;
     std::vector<ItemRef> deformGroups;
     InsertionOrderedMap<std::string, Matrix4> locatorWorldByName;
@@ -99,11 +101,18 @@ struct GltfSaveState {
     InsertionOrderedMap<std::string, std::shared_ptr<GltfTexture>> texturesByLayer;
     InsertionOrderedMap<ItemRef, XformAnalysis> itemXforms;
     std::vector<ItemRef> ikRoots;
-    std::set<ItemRef> ikItems; // gathered, not read yet; membership only, never walked for output
+    std::set<ItemRef> ikItems; // membership only, never walked for output
     CQvUser_Item actorGroup;
-    std::vector<ItemRef> actorItems;   // gathered, not read yet
-    std::vector<ItemRef> actorActions; // gathered, not read yet
+    std::vector<ItemRef> actorItems;
+    std::vector<ItemRef> actorActions; // enabled clips, in group order
     uint32_t actorChannelCount = 0;
+    // Sampling, emptied at the start of every pass: items in first-seen order, their records in
+    // insertion order under each item.
+    std::vector<ItemRef> sampledItems;
+    std::multimap<ItemRef, SampleRecord> sampleRecords;
+    // Items with several nodes. Nothing fills it, so its pass visits nothing; it stays as the
+    // place where such items would go.
+    std::multimap<ItemRef, GltfNode*> animatedMeshNodes;
 
     bool initialized = false; // InitSaver has run since Open
     std::string outputPath;   // the path given to Open; the document writes to it
@@ -113,7 +122,7 @@ struct GltfSaveState {
     CQvUser_Scene sceneWrap;
     CQvUser_Item sceneItem;
     CQvUser_ItemGraph xfrmCoreGraph;
-    CQvUser_ItemGraph xfrmLocalGraph; // gathered, not read yet
+    CQvUser_ItemGraph xfrmLocalGraph; // gathered, never read
     CQvUser_ItemGraph targetsGraph;   // gathered, not read yet
     CQvUser_ChannelGraph chanLinksGraph;
     CQvUser_ChannelRead setupChannels, editChannels, evalChannels, baseChannels;
@@ -121,7 +130,8 @@ struct GltfSaveState {
     std::unique_ptr<GltfDocument> document; // created by InitSaver, freed after the write
     GltfScene* rootNode = nullptr;          // the document's one scene
 
-    double timeStart = 0.0, timeEnd = 0.0, sampleRate = 0.0; // gathered, not read yet
+    double timeStart = 0.0, timeEnd = 0.0; // the scene's current range, seconds
+    double sampleRate = 0.0;               // samples per second
 
     // ---- Options, and between them the format flag ----
     int32_t exportType = ExportScope::SelectedItems;
@@ -135,7 +145,7 @@ struct GltfSaveState {
     // ---- Channel indices, -1 until found ----
     int32_t chanWposMatrix = -1, chanWrotMatrix = -1, chanWsclMatrix = -1;
     int32_t chanWorldMatrix = -1, chanLocalMatrix = -1, chanParentMatrix = -1;
-    int32_t chanX = -1, chanY = -1, chanZ = -1; // gathered, not read yet
+    int32_t chanX = -1, chanY = -1, chanZ = -1; // of a transform item: pos, rot or scl X, Y, Z
     int32_t chanMorphEnable = -1;               // gathered, never read
 };
 
@@ -218,6 +228,21 @@ public:
                           const std::vector<uint32_t>& groups, uint32_t meshIndex);
     void CreateGraphSkin(GltfMesh* mesh, CQvUser_Item& item, CQvUser_Mesh& meshObject);
     int CreateAnimations();
+    void ReadTimeRange();
+    void ExportActorActions();
+    QvResult ExportAction(uint32_t actionIndex, double rate);
+    std::string ExportTagsOfClip(CQvUser_ActionClip& clip);
+    void CollectSampledItems();
+    void WarnOrWidenTimeRange(IQvItem* item, double& minimum, double& maximum);
+    bool UpdateTimeRange(IQvChannelRead* channels, IQvItem* item, int32_t channel, double& minimum,
+                         double& maximum);
+
+    // ---- Transform sampling ----
+    void AddSampledItem(IQvItem* item, GltfNode* node, IQvChannelRead* channels);
+    void AddDrivenTransform(IQvItem* item, IQvItem* transform, GltfNode* node);
+    void AddSampleRecord(const SampleRecord& record);
+    void SampleAnimation(double rate);
+    void SampleItemAt(SampleRecord& record, IQvChannelRead* channels, double time);
     void ReadRenderResolution();
 
 protected:

@@ -37,7 +37,10 @@ constexpr const char* qvSelectionItem = "item";
 
 // ---- Channels -----------------------------------------------------------------------------
 // Channel names for IQvItem::ChannelLookup, by the item types that have them.
-constexpr const char* qvChanTime = "time";     // the scene item: current time, in seconds
+constexpr const char* qvChanTime = "time";             // the scene item: current time, in seconds
+constexpr const char* qvChanFps = "fps";               // the scene item: frames per second
+constexpr const char* qvChanCurrentStart = "currentS"; // the scene item: the current range, s
+constexpr const char* qvChanCurrentEnd = "currentE";
 constexpr const char* qvChanEnable = "enable"; // texture layers, deformers, clips, replicators
 // Locators: visibility, and the transforms the host computes, each a matrix channel.
 constexpr const char* qvChanVisible = "visible";
