@@ -275,6 +275,7 @@ private:
     void ClassifyTransformLink(IQvItem* link, uint32_t position, const OwnTransforms& own,
                                XformAnalysis& out);
     uint32_t DrivenChannelCount(IQvItem* item);
+    uint32_t DrivenTransformChannelCount(IQvItem* locator, IQvItem* transform);
     uint32_t ChannelDriverCount(IQvItem* item, int32_t channel);
     int32_t CountPolygonCorners(IQvMesh* mesh, IQvPolygon* polygons);
     void SetUpVertexMaps();
