@@ -75,9 +75,10 @@ public:
         for (const Item* joint : joints_) {
             std::string mapName;
             if (joint->IsA("influence")) {
+                ChannelValue scratch = ChannelValue::None(ChannelKind::Integer);
                 auto value = [&](const char* channel) -> const ChannelValue& {
                     uint32_t index = joint->ChannelIndex(channel);
-                    return read ? read->Resolve(*joint, index) : joint->SetupValue(index);
+                    return read ? read->Resolve(*joint, index, scratch) : joint->SetupValue(index);
                 };
                 int32_t type = 0;
                 const char* name = nullptr;
