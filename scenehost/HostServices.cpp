@@ -1,10 +1,14 @@
 #include "HostServices.h"
 
 #include "ChannelRead.h"
+#include "HostCommands.h"
 #include "Item.h"
 #include "MeshData.h"
 #include "Scene.h"
 #include "SceneHost.h"
+
+#include <algorithm>
+#include <cstring>
 
 namespace scenehost {
 
@@ -75,9 +79,10 @@ public:
         for (const Item* joint : joints_) {
             std::string mapName;
             if (joint->IsA("influence")) {
+                ChannelValue scratch = ChannelValue::None(ChannelKind::Integer);
                 auto value = [&](const char* channel) -> const ChannelValue& {
                     uint32_t index = joint->ChannelIndex(channel);
-                    return read ? read->Resolve(*joint, index) : joint->SetupValue(index);
+                    return read ? read->Resolve(*joint, index, scratch) : joint->SetupValue(index);
                 };
                 int32_t type = 0;
                 const char* name = nullptr;
@@ -245,9 +250,23 @@ QvResult PlatformService::PlatformText2(const char** text) {
     return Give(facts_.text2, text);
 }
 
+CommandService::CommandService(Observation& observation, const MessageTables& tables)
+    : Owned(observation), tables_(tables) {}
+
+bool CommandService::Remove(const std::string& name) {
+    if (name != kCmdExportTags) return false;
+    absent_.push_back(name);
+    return true;
+}
+
 QvResult CommandService::SpawnCommand(uint32_t, const char* name, IQvCommand** command) {
     if (!name || !command) return qvFailed;
     observation_.Count(std::string("SpawnCommand:") + name);
+    if (std::find(absent_.begin(), absent_.end(), name) != absent_.end()) return qvNotFound;
+    if (std::strcmp(name, kCmdExportTags) == 0) {
+        *command = new ExportTagsCommand(tables_);
+        return qvOk;
+    }
     return qvNotFound;
 }
 

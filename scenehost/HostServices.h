@@ -13,11 +13,13 @@
 
 #include <map>
 #include <string>
+#include <vector>
 
 namespace scenehost {
 
 class Scene;
 class SceneHost;
+class MessageTables;
 
 class SceneService final : public Owned<IQvSceneService> {
 public:
@@ -92,12 +94,18 @@ private:
     PlatformFacts facts_;
 };
 
-// No command is registered in the scene host yet, so every spawn fails as it does in a host that
-// lacks the command.
+// The host's commands (HostCommands.h): "item.exportTags". A spawn of any other name, or of a
+// command the scene made absent, fails with qvNotFound as in a host that lacks the command.
 class CommandService final : public Owned<IQvCommandService> {
 public:
-    using Owned::Owned;
+    CommandService(Observation& observation, const MessageTables& tables);
+    // Makes a command absent, as in a host without it; false for a name the host never had.
+    bool Remove(const std::string& name);
     QvResult SpawnCommand(uint32_t flags, const char* name, IQvCommand** command) override;
+
+private:
+    const MessageTables& tables_;
+    std::vector<std::string> absent_;
 };
 
 // A progress monitor that records what it is told (Observation::monitor).

@@ -36,15 +36,13 @@ Item::Item(Scene& scene, const TypeDef& type, std::string ident, std::string nam
     // evaluated, an action clip) finds them unless a value of its own stands in front.
     if (IsA("mesh")) {
         mesh_ = std::make_unique<MeshObject>(scene.Observed());
-        values_[qvActionSetup].insert_or_assign(
-            ChannelIndex(qvChanMesh),
-            ChannelValue::OwnedByItem(static_cast<IQvMesh*>(mesh_.get())));
+        SlotFor(qvActionSetup, ChannelIndex(qvChanMesh)).value =
+            ChannelValue::OwnedByItem(static_cast<IQvMesh*>(mesh_.get()));
     }
     if (IsA("triSurf")) {
         surface_ = std::make_unique<SurfaceObject>(scene.Observed());
-        values_[qvActionSetup].insert_or_assign(
-            ChannelIndex(qvChanSurf),
-            ChannelValue::OwnedByItem(static_cast<IQvTriangleGroup*>(surface_.get())));
+        SlotFor(qvActionSetup, ChannelIndex(qvChanSurf)).value =
+            ChannelValue::OwnedByItem(static_cast<IQvTriangleGroup*>(surface_.get()));
     }
 }
 
@@ -70,8 +68,9 @@ void Item::RequireType(const char* typeName, const char* what) const {
 // ---- Builder: channel values ---------------------------------------------------------------
 
 Item& Item::Store(const std::string& channel, ChannelValue value, const std::string& action) {
-    uint32_t index = ChannelIndex(channel);
-    values_[action].insert_or_assign(index, std::move(value));
+    ChannelSlot& slot = SlotFor(action, ChannelIndex(channel));
+    slot.value = std::move(value);
+    slot.keys.reset();
     return *this;
 }
 
@@ -114,11 +113,51 @@ Item& Item::SetObject(const std::string& channel, IQvUnknown* object, const std:
     return Store(channel, ChannelValue::Object(object), action);
 }
 
+Item& Item::KeyedItem(const std::string& channel) {
+    if (!IsA("locator") || type_->Channel(channel) >= 0) return *this;
+    for (QvTransformKind kind : {qvXfrmTranslation, qvXfrmRotation, qvXfrmScale}) {
+        const TypeDef* own = scene_.Types().Find(kOwnTransformType[kind]);
+        if (own && own->Channel(channel) >= 0) return OwnTransform(kind);
+    }
+    return *this;
+}
+
+Item& Item::Key(const std::string& channel, double time, double value, const std::string& action,
+                Interp interp) {
+    Item& owner = KeyedItem(channel);
+    if (&owner != this) {
+        owner.Key(channel, time, value, action, interp);
+        return *this;
+    }
+    const uint32_t index = ChannelIndex(channel);
+    const ChannelKind kind = type_->channels[index].kind;
+    if (kind != ChannelKind::Double && kind != ChannelKind::Integer)
+        throw std::invalid_argument("only number channels have keys, and '" + channel + "' holds " +
+                                    KindName(kind) + " values");
+    if (kind == ChannelKind::Integer && std::trunc(value) != value)
+        throw std::invalid_argument("channel '" + channel + "' holds integer values, not " +
+                                    "numbers like this one");
+    if (!std::isfinite(time) || !std::isfinite(value))
+        throw std::invalid_argument("a key's time and value must be finite numbers");
+    ChannelSlot& slot = SlotFor(action, index);
+    slot.value.reset();
+    if (!slot.keys) slot.keys = std::make_shared<KeyList>();
+    slot.keys->Add({time, value, interp});
+    return *this;
+}
+
+ChannelSlot& Item::SlotFor(const std::string& action, uint32_t channel) {
+    const uint32_t id = scene_.ActionId(action);
+    for (ActionSlots& held : slots_)
+        if (held.action == id) return held.channels[channel];
+    slots_.push_back({id, std::vector<ChannelSlot>(type_->channels.size())});
+    return slots_.back().channels[channel];
+}
+
 const ChannelValue* Item::Stored(const std::string& action, uint32_t channel) const {
-    auto values = values_.find(action);
-    if (values == values_.end()) return nullptr;
-    auto value = values->second.find(channel);
-    return value == values->second.end() ? nullptr : &value->second;
+    const int32_t id = scene_.FindActionId(action);
+    const ChannelSlot* slot = id < 0 ? nullptr : Slot(static_cast<uint32_t>(id), channel);
+    return slot && slot->value ? &*slot->value : nullptr;
 }
 
 const ChannelValue& Item::SetupValue(uint32_t channel) const {
@@ -234,7 +273,15 @@ Item& Item::Scale(double x, double y, double z) {
 
 Item& Item::SetWorldMatrix(const Matrix& world) {
     RequireType("locator", "a world matrix");
-    explicitWorld_ = world;
+    worldTrack_.emplace().Add(0.0, world);
+    return *this;
+}
+
+Item& Item::WorldTrackKey(double time, const Matrix& world) {
+    RequireType("locator", "a world-matrix track");
+    if (!std::isfinite(time)) throw std::invalid_argument("a key's time must be a finite number");
+    if (!worldTrack_) worldTrack_.emplace();
+    worldTrack_->Add(time, world);
     return *this;
 }
 
@@ -265,6 +312,12 @@ Item* Item::TextureLocator() const {
 Item& Item::AddMember(Item& member) {
     RequireType("group", "a member");
     members_.push_back(&member);
+    return *this;
+}
+
+Item& Item::ExportTag(const std::string& text) {
+    RequireType("actionclip", "an export tag");
+    exportTag_ = text;
     return *this;
 }
 

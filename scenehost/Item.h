@@ -11,6 +11,7 @@
 #pragma once
 
 #include "ComBase.h"
+#include "Envelopes.h"
 #include "Transforms.h"
 #include "TypeTree.h"
 
@@ -42,6 +43,12 @@ struct ChannelDriver {
     uint32_t channel;
 };
 
+// What one action holds for one channel of an item: a value or an envelope's keys, never both.
+struct ChannelSlot {
+    std::optional<ChannelValue> value;
+    std::shared_ptr<KeyList> keys; // shared with the envelope objects handed out
+};
+
 class Item final : public Owned<IQvItem, IQvStringTag> {
 public:
     static constexpr QvGuid implIid = {
@@ -61,6 +68,19 @@ public:
     Item& SetObject(const std::string& channel, IQvUnknown* object,
                     const std::string& action = qvActionSetup);
 
+    // ---- Builder: keys (default action "edit") ----
+    // A key of a number channel's envelope in `action`, time in seconds; on an integer channel
+    // the value is an integer. Within one action a channel holds a value or keys: Key drops the
+    // action's value there, and Set drops its keys. On a locator, the channels of its own
+    // transform items can be keyed by their names, "pos.X" to "scl.Z" (rotations in radians, as
+    // the channels hold them); the transform item is made when missing, as Position makes it:
+    //     scene.AddItem("locator", "Ball").Key("pos.Y", 0.0, 0.0).Key("pos.Y", 1.0, 2.0);
+    Item& Key(const std::string& channel, double time, double value,
+              const std::string& action = qvActionEdit, Interp interp = Interp::Linear);
+    // The item whose channel a key of this item names: this one, or for "pos.X" to "scl.Z" on a
+    // locator, its own transform item, made when missing.
+    Item& KeyedItem(const std::string& channel);
+
     // ---- Builder: tags, packages, links ----
     Item& Tag(const std::string& fourCC, const std::string& value); // four characters, e.g. "GTYP"
     Item& Package(const std::string& name);
@@ -78,8 +98,12 @@ public:
     // A further transform item (a pivot, an offset, a compensation) at `position` in the stack
     // (-1: at the end, applied first). Returns the new item.
     Item& AddTransform(const std::string& type, const std::string& name, int position = -1);
-    // Stands for constraints and other evaluation: the item's world matrix, whatever its stack.
+    // Stand for constraints, IK and other evaluation: the item's world matrix, whatever its
+    // stack. SetWorldMatrix makes it one matrix at every time (and drops a track's keys);
+    // WorldTrackKey adds a key to a track, whose matrix between keys is interpolated element by
+    // element and beyond them is the nearest key's.
     Item& SetWorldMatrix(const Matrix& world);
+    Item& WorldTrackKey(double time, const Matrix& world);
 
     // ---- Builder: other faces ----
     // Image maps: the image file, as the OS names it. The host keeps image files by absolute
@@ -90,6 +114,8 @@ public:
     // layer has one; a second call is refused (Link makes stranger graphs, if a test needs them).
     Item& SetTextureLocator(Item& locator);
     Item& AddMember(Item& member); // groups
+    // Action clips: the tag text that the command "item.exportTags" gives for the clip.
+    Item& ExportTag(const std::string& text);
     Item& AddChannelMember(Item& member, const std::string& channel);
 
     // ---- Builder: geometry ----
@@ -112,13 +138,25 @@ public:
     Item* Parent() const { return parent_; }
     const std::vector<Item*>& Children() const { return children_; }
     uint32_t ChannelIndex(const std::string& channel) const; // throws for an unknown channel
-    const ChannelValue* Stored(const std::string& action, uint32_t channel) const;
+    const ChannelValue* Stored(const std::string& action, uint32_t channel) const; // no keys
+    // What an action (by Scene::ActionId) holds for the channel, a value or keys; null when it
+    // holds neither. Every read goes through here, so it is a short scan and an index.
+    const ChannelSlot* Slot(uint32_t actionId, uint32_t channel) const {
+        for (const ActionSlots& held : slots_)
+            if (held.action == actionId) {
+                const ChannelSlot& slot = held.channels[channel];
+                return slot.value || slot.keys ? &slot : nullptr;
+            }
+        return nullptr;
+    }
     const ChannelValue& SetupValue(uint32_t channel) const; // setup, else the type's default
     const std::vector<Item*>& Links(const std::string& graph) const;
     const std::vector<Item*>& ReverseLinks(const std::string& graph) const;
     const std::vector<ChannelDriver>& Drivers(uint32_t channel) const;
     Item* FindOwnTransform(QvTransformKind kind) const { return ownTransforms_[kind]; }
-    const Matrix* ExplicitWorld() const { return explicitWorld_ ? &*explicitWorld_ : nullptr; }
+    // The explicit world matrix, as a track of one or more keys; null when the stack decides.
+    const MatrixTrack* WorldTrack() const { return worldTrack_ ? &*worldTrack_ : nullptr; }
+    const std::string& ExportTagText() const { return exportTag_; }
     const std::string& Image() const { return image_; }
     // The layer's texture locator: its first qvGraphShadeLoc link to a txtrLocator, or null.
     Item* TextureLocator() const;
@@ -148,6 +186,7 @@ private:
     friend class Scene; // keeps parent and children in step
 
     Item& Store(const std::string& channel, ChannelValue value, const std::string& action);
+    ChannelSlot& SlotFor(const std::string& action, uint32_t channel); // made when missing
     void RequireType(const char* typeName, const char* what) const;
     void AddLink(const std::string& graph, Item& to);
     void InsertLink(const std::string& graph, Item& to, size_t position);
@@ -158,13 +197,18 @@ private:
     const std::string name_;
     Item* parent_ = nullptr;
     std::vector<Item*> children_;
-    std::map<std::string, std::map<uint32_t, ChannelValue>> values_; // action -> channel -> value
+    struct ActionSlots {
+        uint32_t action;                   // Scene::ActionId
+        std::vector<ChannelSlot> channels; // by channel index
+    };
+    std::vector<ActionSlots> slots_; // one entry for each action that holds anything
     std::map<uint32_t, std::string> tags_;
     std::vector<std::string> packages_;
     std::map<std::string, std::vector<Item*>> links_, reverseLinks_; // by graph name
     std::map<uint32_t, std::vector<ChannelDriver>> drivers_;         // by driven channel
     Item* ownTransforms_[3] = {nullptr, nullptr, nullptr};           // by QvTransformKind
-    std::optional<Matrix> explicitWorld_;
+    std::optional<MatrixTrack> worldTrack_;
+    std::string exportTag_;
     std::string image_;
     std::vector<Item*> members_;
     std::vector<ChannelDriver> channelMembers_;

@@ -32,7 +32,8 @@ public:
 };
 
 // The clip's state lives in its channels "active" and "enable" of the setup action, so a scene
-// states it like any other value and the evaluated read sees SetActive at once.
+// states it like any other value, and every evaluated reader made after SetActive applies the
+// clip's values and keys (a reader keeps the clips that were active when it was made).
 class ActionClipFace final : public ItemFace<IQvActionClip> {
 public:
     using ItemFace::ItemFace;

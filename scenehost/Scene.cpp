@@ -141,6 +141,31 @@ bool Scene::IsAction(const std::string& action) const {
     return clip && clip->IsA("actionclip");
 }
 
+double Scene::CurrentTime() const {
+    const Item& scene = *items_.front();
+    const uint32_t channel = scene.ChannelIndex(qvChanTime);
+    double time = 0.0;
+    for (const char* action : {qvActionEdit, qvActionSetup}) {
+        const int32_t id = FindActionId(action);
+        const ChannelSlot* slot = id < 0 ? nullptr : scene.Slot(static_cast<uint32_t>(id), channel);
+        if (!slot) continue;
+        if (slot->keys) return slot->keys->Evaluate(0.0);
+        slot->value->AsDouble(&time);
+        return time;
+    }
+    scene.SetupValue(channel).AsDouble(&time);
+    return time;
+}
+
+uint32_t Scene::ActionId(const std::string& action) {
+    return actionIds_.emplace(action, static_cast<uint32_t>(actionIds_.size())).first->second;
+}
+
+int32_t Scene::FindActionId(const std::string& action) const {
+    auto it = actionIds_.find(action);
+    return it == actionIds_.end() ? -1 : static_cast<int32_t>(it->second);
+}
+
 bool Scene::OfType(const Item& item, QvTypeCode type) const {
     return type == qvAllTypes || types_.Derives(item.Type().code, type);
 }
@@ -160,7 +185,7 @@ QvResult Scene::GetChannels(const char* action, double time, IQvChannelRead** ou
 
 QvResult Scene::BaseChannels(IQvChannelRead** out) {
     if (!out) return qvFailed;
-    *out = new ChannelRead(*this, ChannelRead::Mode::Base, "", 0.0);
+    *out = new ChannelRead(*this, ChannelRead::Mode::Base, "", CurrentTime());
     return qvOk;
 }
 

@@ -63,6 +63,12 @@ public:
     std::vector<Item*> ActiveClips() const; // active and enabled action clips, in scene order
     // Whether channel values may be read for that action: "setup", "edit" or a clip's ident.
     bool IsAction(const std::string& action) const;
+    // The scene item's "time" as the edit action reads it at time 0: where the base reader stands.
+    double CurrentTime() const;
+    // Actions by number, so that reads compare numbers rather than names. ActionId gives a name
+    // its number, the next free one on first use; FindActionId answers -1 for a name never used.
+    uint32_t ActionId(const std::string& action);
+    int32_t FindActionId(const std::string& action) const;
 
     // ---- IQvScene ----
     QvResult GetChannels(const char* action, double time, IQvChannelRead** out) override;
@@ -88,6 +94,7 @@ private:
     std::unique_ptr<ChannelGraph> chanLinks_;
     std::vector<std::string> absentGraphs_;
     std::vector<Item*> renderCameras_;
+    std::map<std::string, uint32_t> actionIds_;
 };
 
 } // namespace scenehost

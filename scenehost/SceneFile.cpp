@@ -42,6 +42,7 @@ private:
     double Number(const JsonNode& node, const char* what) const;
     std::vector<double> Numbers(const JsonNode& node, size_t count, const char* what) const;
     Item& Ref(const JsonNode& idNode) const;
+    template <class F> void Guard(size_t at, F&& step) const;
     template <class F> void Guard(const JsonNode& at, F&& step) const;
 
     // ---- Sections, in the order Read applies them ----
@@ -55,6 +56,7 @@ private:
     void ReadGraphs(const JsonNode& node);
     void ReadChannelLinks(const JsonNode& node);
     void ReadAbsentGraphs(const JsonNode& node);
+    void ReadAbsentCommands(const JsonNode& node);
     void ReadRenderCameras(const JsonNode& node);
     void ReadSelection(const JsonNode& node);
 
@@ -65,6 +67,9 @@ private:
     void ReadPackages(Item& item, const JsonNode& packages);
     void ReadTransform(Item& item, const JsonNode& transform);
     void ReadWorldMatrix(Item& item, const JsonNode& matrix);
+    void ReadWorldTrack(Item& item, const JsonNode& track);
+    void ReadKeys(Item& item, const JsonNode& keys);
+    void ReadChannelKeys(Item& item, const JsonMember& channel, const std::string& action);
     void ReadImage(Item& item, const JsonNode& image);
     void ReadMembers(Item& item, const JsonNode& members);
     void ReadChannelMembers(Item& item, const JsonNode& members);
@@ -144,12 +149,16 @@ Item& SceneReader::Ref(const JsonNode& idNode) const {
 }
 
 // Runs a builder step; a refusal of the builder becomes a refusal of the file at `at`.
-template <class F> void SceneReader::Guard(const JsonNode& at, F&& step) const {
+template <class F> void SceneReader::Guard(size_t at, F&& step) const {
     try {
         step();
     } catch (const std::invalid_argument& e) {
         Fail(at, e.what());
     }
+}
+
+template <class F> void SceneReader::Guard(const JsonNode& at, F&& step) const {
+    Guard(at.offset, std::forward<F>(step));
 }
 
 // ---- Sections -------------------------------------------------------------------------------
@@ -158,7 +167,8 @@ void SceneReader::Read(const JsonNode& root) {
     Expect(root, Kind::Object, "a scene file");
     CheckMembers(root, "the scene file",
                  {"platform", "logSubsystems", "userValues", "absentTypes", "scene", "items",
-                  "graphs", "channelLinks", "absentGraphs", "renderCameras", "selection"});
+                  "graphs", "channelLinks", "absentGraphs", "absentCommands", "renderCameras",
+                  "selection"});
     auto section = [&](const char* name, void (SceneReader::*read)(const JsonNode&)) {
         if (const JsonMember* m = root.Find(name))
             Guard(m->value, [&] { (this->*read)(m->value); });
@@ -182,6 +192,7 @@ void SceneReader::Read(const JsonNode& root) {
     section("graphs", &SceneReader::ReadGraphs);
     section("channelLinks", &SceneReader::ReadChannelLinks);
     section("absentGraphs", &SceneReader::ReadAbsentGraphs);
+    section("absentCommands", &SceneReader::ReadAbsentCommands);
     section("renderCameras", &SceneReader::ReadRenderCameras);
     section("selection", &SceneReader::ReadSelection);
 }
@@ -242,11 +253,12 @@ void SceneReader::ReadSceneItem(const JsonNode& node) {
 // First pass: the item with everything that refers to no other item.
 void SceneReader::CreateItem(const JsonNode& node) {
     Expect(node, Kind::Object, "an item");
-    CheckMembers(node, "an item",
-                 {"id",      "type",           "name",     "parent",         "channels",
-                  "actions", "tags",           "packages", "transform",      "worldMatrix",
-                  "image",   "textureLocator", "members",  "channelMembers", "source",
-                  "mesh",    "triangles",      "meshes",   "joints",         "locator"});
+    CheckMembers(node, "an item", {"id",       "type",           "name",        "parent",
+                                   "channels", "actions",        "keys",        "tags",
+                                   "packages", "transform",      "worldMatrix", "worldTrack",
+                                   "image",    "textureLocator", "members",     "channelMembers",
+                                   "source",   "mesh",           "triangles",   "meshes",
+                                   "joints",   "locator",        "exportTag"});
     const JsonMember* id = node.Find("id");
     const JsonMember* type = node.Find("type");
     if (!id) Fail(node, "an item needs an \"id\"");
@@ -271,6 +283,15 @@ void SceneReader::CreateItem(const JsonNode& node) {
     if (const JsonMember* m = node.Find("tags")) ReadTags(item, m->value);
     if (const JsonMember* m = node.Find("packages")) ReadPackages(item, m->value);
     if (const JsonMember* m = node.Find("worldMatrix")) ReadWorldMatrix(item, m->value);
+    if (const JsonMember* m = node.Find("worldTrack")) {
+        if (node.Find("worldMatrix"))
+            Fail(m->value, "an item has a \"worldMatrix\" or a \"worldTrack\", not both");
+        ReadWorldTrack(item, m->value);
+    }
+    if (const JsonMember* m = node.Find("exportTag")) {
+        if (!item.IsA("actionclip")) Fail(m->value, "only action clips have an \"exportTag\"");
+        item.ExportTag(Text(m->value, "\"exportTag\""));
+    }
     if (const JsonMember* m = node.Find("image")) ReadImage(item, m->value);
     if (const JsonMember* m = node.Find("mesh")) {
         if (!item.IsA("mesh")) Fail(m->value, "only mesh items have a \"mesh\"");
@@ -294,6 +315,7 @@ void SceneReader::ConnectItem(const JsonNode& node) {
         Guard(m->value, [&] { scene_.SetParent(item, &parent); });
     }
     if (const JsonMember* m = node.Find("actions")) ReadActions(item, m->value);
+    if (const JsonMember* m = node.Find("keys")) ReadKeys(item, m->value);
     if (const JsonMember* m = node.Find("textureLocator")) {
         if (!item.IsA("textureLayer"))
             Fail(m->value, "only texture layers have a \"textureLocator\"");
@@ -437,6 +459,78 @@ void SceneReader::ReadWorldMatrix(Item& item, const JsonNode& matrix) {
     item.SetWorldMatrix(m);
 }
 
+void SceneReader::ReadWorldTrack(Item& item, const JsonNode& track) {
+    if (!item.IsA("locator")) Fail(track, "only locator items have a \"worldTrack\"");
+    Expect(track, Kind::Array, "\"worldTrack\"");
+    if (track.elements.empty()) Fail(track, "a \"worldTrack\" needs at least one key");
+    const JsonNode* previous = nullptr;
+    for (const JsonNode& key : track.elements) {
+        Expect(key, Kind::Array, "a world-matrix key");
+        if (key.elements.size() != 2) Fail(key, "a world-matrix key is [time, [16 numbers]]");
+        const double time = Number(key.elements[0], "a key's time");
+        if (previous && time <= previous->number)
+            Fail(key.elements[0], "a key's time must come after the time of the key before it");
+        std::vector<double> v = Numbers(key.elements[1], 16, "a world matrix");
+        Matrix m;
+        std::copy(v.begin(), v.end(), m.begin());
+        item.WorldTrackKey(time, m);
+        previous = &key.elements[0];
+    }
+}
+
+// Keys by action, then by channel. A locator's keys may name the channels of its own transform
+// items ("pos.X" to "scl.Z"), which are made when missing (Item::Key).
+void SceneReader::ReadKeys(Item& item, const JsonNode& keys) {
+    Expect(keys, Kind::Object, "\"keys\"");
+    for (const JsonMember& action : keys.members) {
+        if (!scene_.IsAction(action.name))
+            Fail(action.nameOffset, "no action '" + action.name +
+                                        "': keys go in \"setup\", \"edit\" or an action clip's id");
+        Expect(action.value, Kind::Object, "an action's keys");
+        for (const JsonMember& channel : action.value.members)
+            ReadChannelKeys(item, channel, action.name);
+    }
+}
+
+void SceneReader::ReadChannelKeys(Item& item, const JsonMember& channel,
+                                  const std::string& action) {
+    Item* owner = &item;
+    uint32_t index = 0;
+    Guard(channel.nameOffset, [&] {
+        owner = &item.KeyedItem(channel.name);
+        index = owner->ChannelIndex(channel.name);
+    });
+    const ChannelKind kind = owner->Type().channels[index].kind;
+    if (kind != ChannelKind::Double && kind != ChannelKind::Integer)
+        Fail(channel.nameOffset, "only number channels have keys, and '" + channel.name +
+                                     "' holds " + KindName(kind) + " values");
+    if (owner->Stored(action, index))
+        Fail(channel.nameOffset, "channel '" + channel.name + "' has a value in '" + action +
+                                     "' already: a channel holds a value or keys");
+    Expect(channel.value, Kind::Array, "a channel's keys");
+    if (channel.value.elements.empty()) Fail(channel.value, "a channel's keys must not be empty");
+    const JsonNode* previous = nullptr;
+    for (const JsonNode& key : channel.value.elements) {
+        Expect(key, Kind::Array, "a key");
+        if (key.elements.size() != 2 && key.elements.size() != 3)
+            Fail(key, "a key is [time, value] or [time, value, interpolation]");
+        const double time = Number(key.elements[0], "a key's time");
+        if (previous && time <= previous->number)
+            Fail(key.elements[0], "a key's time must come after the time of the key before it");
+        const JsonNode& value = key.elements[1];
+        if (kind == ChannelKind::Integer) Int32(value, "a key of this channel");
+        Interp interp = Interp::Linear;
+        if (key.elements.size() == 3 &&
+            !InterpFromName(Text(key.elements[2], "an interpolation"), &interp))
+            Fail(key.elements[2], "an interpolation is \"linear\" or \"stepped\", not '" +
+                                      key.elements[2].text + "'");
+        Guard(value, [&] {
+            owner->Key(channel.name, time, Number(value, "a key's value"), action, interp);
+        });
+        previous = &key.elements[0];
+    }
+}
+
 void SceneReader::ReadImage(Item& item, const JsonNode& image) {
     if (!item.IsA("imageMap")) Fail(image, "only image maps have an \"image\"");
     const std::string& text = Text(image, "\"image\"");
@@ -511,6 +605,14 @@ void SceneReader::ReadAbsentGraphs(const JsonNode& node) {
         const std::string& name = Text(e, "a graph name");
         if (!scene_.HasGraph(name)) Fail(e, "no graph named '" + name + "'");
         scene_.RemoveGraph(name);
+    }
+}
+
+void SceneReader::ReadAbsentCommands(const JsonNode& node) {
+    Expect(node, Kind::Array, "\"absentCommands\"");
+    for (const JsonNode& e : node.elements) {
+        const std::string& name = Text(e, "a command name");
+        Guard(e, [&] { host_.RemoveCommand(name); });
     }
 }
 

@@ -1,5 +1,7 @@
 #include "SceneHost.h"
 
+#include <stdexcept>
+
 namespace scenehost {
 
 SceneHost::SceneHost()
@@ -12,7 +14,7 @@ SceneHost::SceneHost()
       boxes_(std::make_unique<MessageBoxService>(observation_, logBook_)),
       platform_(std::make_unique<PlatformService>(observation_)),
       userValues_(std::make_unique<UserValueService>(observation_)),
-      commands_(std::make_unique<CommandService>(observation_)),
+      commands_(std::make_unique<CommandService>(observation_, tables_)),
       monitor_(std::make_unique<RecordingMonitor>(observation_)), global_(new HostGlobal(this)) {}
 
 SceneHost::~SceneHost() {
@@ -32,6 +34,11 @@ std::vector<std::string> SceneHost::LogTexts(const std::string& level) const {
     for (const LogRecord& r : Log())
         if (level.empty() || r.level == level) texts.push_back(r.text);
     return texts;
+}
+
+void SceneHost::RemoveCommand(const std::string& name) {
+    if (!commands_->Remove(name))
+        throw std::invalid_argument("no command '" + name + "' (known: " + kCmdExportTags + ")");
 }
 
 void SceneHost::SetLogListener(std::function<void(const LogRecord&)> listener) {

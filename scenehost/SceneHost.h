@@ -22,16 +22,28 @@
 //     scene.AddItem("imageMap", "Wood (Image)", mask).SetImage(dir + "/wood.png")
 //         .Set("effect", "baseColorGLTF").Set("swizzling", 1).SetTextureLocator(place);
 //
+// Animation: keys per action on number channels (a locator's "pos.X" to "scl.Z" key its own
+// transform items), clips that bring their own keys, and world-matrix tracks; a plug-in reads them
+// through an evaluated reader at each time it samples:
+//     Item& walk = scene.AddItem("actionclip", "Walk").ExportTag("loop;");
+//     Item& ball = scene.AddItem("locator", "Ball").Key("pos.Y", 0.0, 0.0).Key("pos.Y", 1.0, 2.0);
+//     ball.Key("pos.Y", 0.0, 0.0, walk.Ident())
+//         .Key("pos.Y", 0.5, 1.0, walk.Ident(), Interp::Stepped);
+//     scene.AddItem("locator", "Hand", ball).WorldTrackKey(0.0, Identity()).WorldTrackKey(1.0, m);
+//
 // The parts: Scene and Item (Scene.h, Item.h) hold the scene and its builder calls; MeshData.h
 // and MeshGenerate.h the geometry of mesh items (MeshObjects.h how a plug-in sees it); ChannelRead
-// (ChannelRead.h) tells where a value comes from; Transforms.h how world matrices are made;
-// LogService.h and Messages.h what the log records; SceneFile.h reads scene files.
+// (ChannelRead.h) tells where a value comes from; Envelopes.h how keys evaluate; Transforms.h how
+// world matrices are made; HostCommands.h the commands a plug-in can spawn; LogService.h and
+// Messages.h what the log records; SceneFile.h reads scene files.
 //
 // Lifetime: the host owns everything it hands out except the global object, which a plug-in may
 // keep past the host (HostGlobal). Destroy a ModuleHost before the SceneHost it serves.
 #pragma once
 
 #include "ChannelRead.h"
+#include "Envelopes.h"
+#include "HostCommands.h"
 #include "HostServices.h"
 #include "Item.h"
 #include "LogService.h"
@@ -97,6 +109,11 @@ public:
     // Shows a message box as the application does for its own messages.
     void ShowMessage(Message& message) { boxes_->ShowMessage(&message, nullptr, nullptr, nullptr); }
     PlatformFacts& Platform() { return platform_->Facts(); }
+
+    // ---- Commands (HostCommands.h) ----
+    // Makes a command absent, so that its spawn fails as in a host without it; throws
+    // std::invalid_argument for a command the host does not have.
+    void RemoveCommand(const std::string& name);
 
     // ---- Observation ----
     int Count(const std::string& key) const { return observation_.CountOf(key); }

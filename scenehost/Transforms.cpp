@@ -1,6 +1,7 @@
 #include "Transforms.h"
 
 #include "ChannelRead.h"
+#include "Envelopes.h"
 #include "Item.h"
 #include "Scene.h"
 
@@ -67,11 +68,39 @@ Matrix AxisRotation(int axis, double angle) {
 
 constexpr const char* kOrderNames[6] = {"XYZ", "XZY", "YXZ", "YZX", "ZXY", "ZYX"};
 
-double Read(const ChannelRead& channels, const Item& item, const char* channel) {
-    double v = 0.0;
-    int32_t index = item.Type().Channel(channel);
-    if (index >= 0) channels.Resolve(item, static_cast<uint32_t>(index)).AsDouble(&v);
-    return v;
+// The three numbers X, Y and Z, which stand at indices 0 to 2 of every transform type.
+std::array<double, 3> ReadXyz(const ChannelRead& channels, const Item& item) {
+    std::array<double, 3> xyz{};
+    ChannelValue scratch = ChannelValue::None(ChannelKind::Double);
+    for (uint32_t i = 0; i < 3; ++i)
+        channels.Resolve(item, i, scratch).AsDouble(&xyz[i]);
+    return xyz;
+}
+
+// The codes of the transform types. The catalogue gives every host the same codes, so they are
+// found once; matrices are made for every locator at every sampled time.
+struct TransformCodes {
+    QvTypeCode locator, transform, translation, rotation, scale, shear;
+    uint32_t rotationOrder; // the index of a rotation item's "order"
+};
+
+const TransformCodes& Codes() {
+    static const TransformCodes codes = [] {
+        TypeTree types;
+        auto code = [&](const char* name) { return types.Find(name)->code; };
+        return TransformCodes{code("locator"),
+                              code("transform"),
+                              code("translation"),
+                              code("rotation"),
+                              code("scale"),
+                              code("shear"),
+                              static_cast<uint32_t>(types.Find("rotation")->Channel("order"))};
+    }();
+    return codes;
+}
+
+bool Is(const Item& item, QvTypeCode code) {
+    return item.Owner().Types().Derives(item.Type().code, code);
 }
 
 } // namespace
@@ -79,6 +108,8 @@ double Read(const ChannelRead& channels, const Item& item, const char* channel) 
 Matrix RotationMatrix(double x, double y, double z, int32_t order) {
     if (order < 0 || order > 5) order = 0;
     const double angles[3] = {x, y, z};
+    // Each factor goes onto the identity, even the first: that keeps how a NaN angle spreads
+    // through the matrix, which the files written from such a scene show.
     Matrix m = Identity();
     for (int i = 0; i < 3; ++i) {
         int axis = kOrderNames[order][i] - 'X';
@@ -94,38 +125,38 @@ int32_t RotationOrderFromName(const char* name) {
 }
 
 Matrix TransformItemMatrix(const Item& t, const ChannelRead& channels) {
-    if (t.IsA("translation"))
-        return TranslationMatrix(Read(channels, t, qvChanPosX), Read(channels, t, qvChanPosY),
-                                 Read(channels, t, qvChanPosZ));
-    if (t.IsA("rotation")) {
+    const TransformCodes& codes = Codes();
+    if (!Is(t, codes.transform)) return Identity();
+    const std::array<double, 3> v = ReadXyz(channels, t);
+    if (Is(t, codes.translation)) return TranslationMatrix(v[0], v[1], v[2]);
+    if (Is(t, codes.rotation)) {
         int32_t order = 0;
-        channels.Resolve(t, static_cast<uint32_t>(t.Type().Channel("order"))).AsInteger(&order);
-        return RotationMatrix(Read(channels, t, qvChanRotX), Read(channels, t, qvChanRotY),
-                              Read(channels, t, qvChanRotZ), order);
+        ChannelValue scratch = ChannelValue::None(ChannelKind::Integer);
+        channels.Resolve(t, codes.rotationOrder, scratch).AsInteger(&order);
+        return RotationMatrix(v[0], v[1], v[2], order);
     }
-    if (t.IsA("scale"))
-        return ScaleMatrix(Read(channels, t, qvChanSclX), Read(channels, t, qvChanSclY),
-                           Read(channels, t, qvChanSclZ));
-    if (t.IsA("shear"))
-        return ShearMatrix(Read(channels, t, "shr.X"), Read(channels, t, "shr.Y"),
-                           Read(channels, t, "shr.Z"));
+    if (Is(t, codes.scale)) return ScaleMatrix(v[0], v[1], v[2]);
+    if (Is(t, codes.shear)) return ShearMatrix(v[0], v[1], v[2]);
     return Identity();
 }
 
 Matrix LocalMatrix(const Item& locator, const ChannelRead& channels) {
     const std::vector<Item*>& stack = locator.Links(qvGraphXfrmCore);
+    // Starting from the identity, not the first factor: 0 * NaN spreads a NaN channel value over
+    // the matrix, and the files written from such a scene show that.
     Matrix m = Identity();
     for (auto it = stack.rbegin(); it != stack.rend(); ++it)
-        if ((*it)->IsA("transform")) m = Multiply(m, TransformItemMatrix(**it, channels));
+        if (Is(**it, Codes().transform)) m = Multiply(m, TransformItemMatrix(**it, channels));
     return m;
 }
 
 Matrix WorldMatrix(const Item& locator, const ChannelRead& channels) {
-    if (const Matrix* explicitWorld = locator.ExplicitWorld()) return *explicitWorld;
+    if (const MatrixTrack* track = locator.WorldTrack()) return track->Evaluate(channels.Time());
     Matrix world = LocalMatrix(locator, channels);
     const Item* parent = locator.Parent();
     // A locator under a non-locator (which the host does not make) stands at the top.
-    if (parent && parent->IsA("locator")) world = Multiply(world, WorldMatrix(*parent, channels));
+    if (parent && Is(*parent, Codes().locator))
+        world = Multiply(world, WorldMatrix(*parent, channels));
     return world;
 }
 

@@ -5,8 +5,8 @@
 // product of its transform items (the "xfrmCore" links) applied from the last link to the first,
 // so the usual stack translation, rotation, scale gives scale * rotation * translation. Its world
 // matrix is local * parentWorld, up the chain of locator parents, unless the item carries an
-// explicit world matrix, which stands for constraints and other evaluation the scene host does
-// not model.
+// explicit world matrix or a track of them, which stands for constraints and other evaluation the
+// scene host does not model; a track gives its matrix at the reader's time.
 #pragma once
 
 #include <array>

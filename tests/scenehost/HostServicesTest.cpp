@@ -118,3 +118,98 @@ TEST(SceneHostServices, InstancesAndDeformGroupsFollowTheirGraphs) {
     EXPECT_EQ(Service<IQvDeformerService>(host)->GroupMeshCount(&group, &count), qvOk);
     EXPECT_EQ(count, 1u); // the joint is no mesh
 }
+
+namespace {
+
+// A value array as a plug-in makes its own: texts only.
+class TextArray final : public Transient<IQvValueArray> {
+public:
+    std::vector<std::string> texts;
+    QvResult Count(uint32_t* count) override {
+        *count = uint32_t(texts.size());
+        return qvOk;
+    }
+    QvResult GetInt(uint32_t, int32_t*) override { return qvFailed; }
+    QvResult GetString(uint32_t, char*, uint32_t) override { return qvFailed; }
+    QvResult AddInt(int32_t) override { return qvFailed; }
+    QvResult AddString(const char* value) override {
+        texts.push_back(value);
+        return qvOk;
+    }
+};
+
+// Spawns "item.exportTags" with the arguments the plug-in gives it and queries "tag".
+struct ExportTags {
+    ComRef<IQvCommand> command;
+    QvResult spawned, queried = qvFailed;
+    std::vector<std::string> tags;
+
+    ExportTags(SceneHost& host, IQvUnknown* item, const char* itemType = "actionclip") {
+        spawned =
+            Service<IQvCommandService>(host)->SpawnCommand(0, "item.exportTags", command.out());
+        if (QvFailed(spawned)) return;
+        auto arguments = Query<IQvAttributes>(command.get());
+        uint32_t itemIndex = 9, typeIndex = 9, tagTypeIndex = 9, tagIndex = 9;
+        EXPECT_EQ(arguments->Lookup("item", &itemIndex), qvOk);
+        EXPECT_EQ(arguments->Lookup("itemType", &typeIndex), qvOk);
+        EXPECT_EQ(arguments->Lookup("tagType", &tagTypeIndex), qvOk);
+        EXPECT_EQ(arguments->Lookup("tag", &tagIndex), qvOk);
+        ComRef<IQvValueReference> ref;
+        EXPECT_EQ(arguments->Value(itemIndex, 1, ref.out()), qvOk);
+        EXPECT_EQ(ref->SetObject(item), qvOk);
+        EXPECT_EQ(arguments->SetString(typeIndex, itemType), qvOk);
+        EXPECT_EQ(arguments->SetInt(tagTypeIndex, 0), qvOk);
+        EXPECT_EQ(arguments->SetString(tagIndex, ""), qvOk);
+        ComRef<TextArray> values(new TextArray, false);
+        queried = command->Query(tagIndex, values.get());
+        tags = values->texts;
+    }
+    ExportTags(SceneHost& host, Item& item, const char* itemType = "actionclip")
+        : ExportTags(host, static_cast<IQvItem*>(&item), itemType) {}
+    // The outcome as the plug-in reads it: the code, and the text through the message service.
+    std::string Outcome(SceneHost& host) {
+        ComRef<IQvMessage> message;
+        QvResult code = 7;
+        EXPECT_EQ(command->Message(message.out()), qvOk);
+        EXPECT_EQ(message->Code(&code), qvOk);
+        char text[256] = "";
+        Service<IQvMessageService>(host)->MessageText(message.get(), text, sizeof text);
+        return std::to_string(code) + " " + text;
+    }
+};
+
+} // namespace
+
+TEST(SceneHostCommands, ExportTagsGivesAClipsTagIntoTheCallersArrayOrSaysWhy) {
+    SceneHost host;
+    const std::string longTag(700, 'x'); // longer than a first buffer of 512 bytes
+    Item& walk = host.Scene().AddItem("actionclip", "Walk").ExportTag("loop;" + longTag);
+    Item& idle = host.Scene().AddItem("actionclip", "Idle");
+    Item& cube = host.Scene().AddItem("mesh", "Cube");
+    {
+        ExportTags run(host, Query<IQvActionClip>(static_cast<IQvItem*>(&walk)).get());
+        ASSERT_EQ(run.spawned, qvOk);
+        EXPECT_EQ(run.queried, qvOk);
+        EXPECT_EQ(run.tags, std::vector<std::string>{"loop;" + longTag});
+        EXPECT_EQ(run.Outcome(host), "0 ");
+        EXPECT_GT(host.HeldReferences(), 0); // the command holds the clip
+    }
+    EXPECT_EQ(host.HeldReferences(), 0);
+    EXPECT_EQ(ExportTags(host, idle).tags, std::vector<std::string>{""});
+
+    ExportTags mesh(host, cube);
+    EXPECT_EQ(mesh.queried, qvFailed);
+    EXPECT_TRUE(mesh.tags.empty());
+    EXPECT_EQ(mesh.Outcome(host),
+              std::to_string(qvFailed) + " item.exportTags: 'Cube' is no action clip");
+    EXPECT_EQ(ExportTags(host, walk, "mesh").Outcome(host),
+              std::to_string(qvFailed) + " item.exportTags: no tags for items of type 'mesh'");
+
+    EXPECT_EQ(host.Count("SpawnCommand:item.exportTags"), 4);
+    host.RemoveCommand("item.exportTags");
+    ComRef<IQvCommand> absent;
+    EXPECT_EQ(ExportTags(host, walk).spawned, qvNotFound);
+    EXPECT_EQ(Service<IQvCommandService>(host)->SpawnCommand(0, "item.other", absent.out()),
+              qvNotFound);
+    EXPECT_THROW(host.RemoveCommand("item.other"), std::invalid_argument);
+}

@@ -25,13 +25,18 @@ const char* const kFullScene = R"({
   "logSubsystems": ["io-status", "extra"],
   "userValues": {"sceneio.gltf.save.exportType": 2},
   "absentTypes": ["unityShader"],
-  "scene": {"channels": {"fps": 30.0, "currentE": 4}, "actions": {"walk": {"time": 1.5}}},
+  "scene": {"channels": {"fps": 30.0, "currentS": 0.5, "currentE": 4, "sceneE": 8},
+            "actions": {"walk": {"time": 1.5}}},
   "items": [
     {"id": "child", "type": "locator", "name": "Child", "parent": "root",
-     "transform": {"position": [1, 2, 3], "rotation": [90, 0, 0], "scale": [2, 2, 2], "order": "ZYX"}},
+     "transform": {"position": [1, 2, 3], "rotation": [90, 0, 0], "scale": [2, 2, 2], "order": "ZYX"},
+     "keys": {"edit": {"pos.Y": [[0, 0], [1, 2, "stepped"], [2, 4]], "visible": [[0, 1]]},
+              "walk": {"rot.Z": [[0, 0], [1, 1.5, "linear"]]}}},
     {"id": "root", "type": "groupLocator", "name": "Root", "tags": {"GTYP": "rig"}, "packages": ["ik.joint"]},
     {"id": "second", "type": "locator", "parent": "root", "worldMatrix": [1,0,0,0, 0,1,0,0, 0,0,1,0, 5,6,7,1]},
-    {"id": "walk", "type": "actionclip", "channels": {"active": 1}},
+    {"id": "walk", "type": "actionclip", "channels": {"active": 1}, "exportTag": "walk;loop"},
+    {"id": "tracked", "type": "locator",
+     "worldTrack": [[0, [1,0,0,0, 0,1,0,0, 0,0,1,0, 0,0,0,1]], [2, [1,0,0,0, 0,1,0,0, 0,0,1,0, 8,0,0,1]]]},
     {"id": "render", "type": "polyRender"},
     {"id": "mask", "type": "mask", "parent": "render", "channels": {"ptag": "Wood"},
      "actions": {"edit": {"enable": 0}, "walk": {"opacity": 0.5}}},
@@ -54,6 +59,7 @@ const char* const kFullScene = R"({
   "graphs": {"currentGroups": [["scene", "actor"]], "myGraph": [["cube", "cam"]]},
   "channelLinks": [{"driver": "root", "driverChannel": "visible", "item": "cube", "channel": "worldMatrix"}],
   "absentGraphs": ["particle"],
+  "absentCommands": ["item.exportTags"],
   "renderCameras": ["cam"],
   "selection": ["cube", "root", "scene"]
 })";
@@ -82,6 +88,21 @@ TEST(SceneFile, AFullSceneBuildsEveryPart) {
     EXPECT_EQ(ReadDouble(Channels(host, nullptr).get(), mask, "opacity"), 0.5); // "walk" is active
     EXPECT_EQ(ReadDouble(Channels(host, nullptr).get(), scene.SceneItem(), "time"), 1.5);
     EXPECT_EQ(ReadDouble(setup.get(), scene.SceneItem(), "currentE"), 4.0);
+    EXPECT_EQ(ReadDouble(setup.get(), scene.SceneItem(), "currentS"), 0.5);
+    EXPECT_EQ(ReadDouble(setup.get(), scene.SceneItem(), "sceneE"), 8.0);
+
+    // Keys on the locator's own transform items and its own channels, per action.
+    Item& position = child.OwnTransform(qvXfrmTranslation);
+    EXPECT_EQ(ReadDouble(Channels(host, "edit", 0.5).get(), position, "pos.Y"), 1.0);
+    EXPECT_EQ(ReadDouble(Channels(host, "edit", 1.5).get(), position, "pos.Y"), 2.0);
+    EXPECT_EQ(ReadDouble(setup.get(), position, "pos.Y"), 2.0); // the transform's own value
+    EXPECT_EQ(ReadInt(Channels(host, "edit").get(), child, "visible"), 1);
+    EXPECT_EQ(ReadDouble(Channels(host, nullptr, 0.5).get(), rotation, "rot.Z"), 0.75);
+    EXPECT_EQ(World(*scene.FindIdent("tracked"), Channels(host, nullptr, 1.0).get())[12], 4.0);
+    EXPECT_EQ(scene.FindIdent("walk")->ExportTagText(), "walk;loop");
+    ComRef<IQvCommand> command;
+    EXPECT_EQ(Service<IQvCommandService>(host)->SpawnCommand(0, "item.exportTags", command.out()),
+              qvNotFound);
 
     // The shader tree: layers in file order under their mask, placed images beside the file.
     Item& img = *scene.FindIdent("img");
@@ -202,8 +223,8 @@ const Refusal kRefusals[] = {
     {"[]", "s.json:1:1: a scene file must be an object, not an array"},
     {R"({"itmes": []})",
      "s.json:1:2: unknown member 'itmes' in the scene file (known: platform, logSubsystems, "
-     "userValues, absentTypes, scene, items, graphs, channelLinks, absentGraphs, renderCameras, "
-     "selection)"},
+     "userValues, absentTypes, scene, items, graphs, channelLinks, absentGraphs, absentCommands, "
+     "renderCameras, selection)"},
     {R"({"items": [{"id": "a", "type": "Mesh"}]})", "s.json:1:32: unknown item type 'Mesh'"},
     {"{\"items\": [{\"id\": \"a\", \"type\": \"mesh\"},\n"
      " {\"id\": \"b\", \"type\": \"mesh\", \"parent\": \"c\"}]}",
@@ -277,6 +298,24 @@ const Refusal kRefusals[] = {
      "'deformGroup'"},
     {R"({"items": [{"id": "g", "type": "deformGroup", "joints": ["g"]}]})",
      "s.json:1:58: a joint is an influence or a locator, and 'g' is a 'deformGroup'"},
+    // Keys, world tracks, tags and commands.
+    {R"({"items": [{"id": "a", "type": "locator", "keys": {"edit": {"pos.Y": [[0, 1, "smooth"]]}}}]})",
+     "s.json:1:78: an interpolation is \"linear\" or \"stepped\", not 'smooth'"},
+    {R"({"items": [{"id": "a", "type": "locator", "keys": {"edit": {"pos.W": [[0, 1]]}}}]})",
+     "s.json:1:61: type 'locator' has no channel 'pos.W'"},
+    {R"({"items": [{"id": "a", "type": "mesh", "keys": {"setup": {"rot.X": [[1, 0], [0.5, 1]]}}}]})",
+     "s.json:1:78: a key's time must come after the time of the key before it"},
+    {R"({"items": [{"id": "m", "type": "mask", "keys": {"edit": {"ptag": [[0, 1]]}}}]})",
+     "s.json:1:58: only number channels have keys, and 'ptag' holds string values"},
+    {R"({"items": [{"id": "m", "type": "mask", "actions": {"edit": {"opacity": 0.5}},)"
+     R"( "keys": {"edit": {"opacity": [[0, 1]]}}}]})",
+     "s.json:1:97: channel 'opacity' has a value in 'edit' already: a channel holds a value or "
+     "keys"},
+    {R"({"items": [{"id": "a", "type": "locator", "worldMatrix": [1,0,0,0, 0,1,0,0, 0,0,1,0, 0,0,0,1],)"
+     R"( "worldTrack": [[0, [1]]]}]})",
+     "s.json:1:110: an item has a \"worldMatrix\" or a \"worldTrack\", not both"},
+    {R"({"absentCommands": ["item.exportTag"]})",
+     "s.json:1:21: no command 'item.exportTag' (known: item.exportTags)"},
     // Mesh data.
     Mesh(R"({"points": [[0, 0]]})", "21: a point has 3 numbers, not 2"),
     Mesh(R"({"points": [[0, 0, 0], [1, 0, 0], [0, 1, 0]], "polygons": [[0, 1, 3]]})",

@@ -87,3 +87,27 @@ TEST(SceneHostTransforms, TheReaderChoosesWhichValuesMakeTheMatrix) {
     auto locator = Query<IQvLocator>(static_cast<IQvItem*>(&cube));
     EXPECT_EQ(locator->WorldTransform(nullptr, m), qvFailed);
 }
+
+TEST(SceneHostTransforms, WorldTrackInterpolatesElementByElementAndChildrenComposeWithIt) {
+    SceneHost host;
+    Scene& scene = host.Scene();
+    const Matrix turned = {0, 1, 0, 0, -1, 0, 0, 0,
+                           0, 0, 1, 0, 4,  0, 0, 1}; // a quarter turn about Z
+    Item& arm = scene.AddItem("locator", "Arm").Position(1, 1, 1);
+    arm.WorldTrackKey(2.0, turned).WorldTrackKey(0.0, Identity());
+    Item& hand = scene.AddItem("locator", "Hand", arm).Position(0, 1, 0);
+    auto at = [&](Item& item, double time) {
+        return World(item, Channels(host, nullptr, time).get());
+    };
+    EXPECT_EQ(at(arm, -1), Identity());
+    EXPECT_EQ(at(arm, 5), turned);
+    Matrix half = at(arm, 1); // not a rotation any more: each element halfway
+    EXPECT_EQ(half[0], 0.5);
+    EXPECT_EQ(half[1], 0.5);
+    EXPECT_EQ(half[4], -0.5);
+    EXPECT_EQ(half[12], 2.0);
+    ExpectNear(at(hand, 1), Multiply(TranslationMatrix(0, 1, 0), half));
+    EXPECT_EQ(Apply(at(hand, 2), 0, 0, 0), (std::array<double, 3>{3, 0, 0}));
+    // Action readers stand at their own time too.
+    EXPECT_EQ(World(arm, Channels(host, "setup", 2.0).get()), turned);
+}
