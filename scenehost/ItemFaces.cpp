@@ -1,5 +1,7 @@
 #include "ItemFaces.h"
 
+#include <algorithm>
+
 #include "ChannelRead.h"
 #include "HostPath.h"
 #include "Item.h"
@@ -61,7 +63,17 @@ QvResult ActionClipFace::Enabled(int32_t* enabled) {
     return qvOk;
 }
 
+// An actor plays one action at a time: making a clip active makes the other clips of every
+// group it belongs to inactive. Making one inactive touches nothing else.
 QvResult ActionClipFace::SetActive(int32_t active) {
+    if (active) {
+        for (Item* group : item_.Owner().Items()) {
+            const std::vector<Item*>& members = group->Members();
+            if (std::find(members.begin(), members.end(), &item_) == members.end()) continue;
+            for (Item* other : members)
+                if (other != &item_ && other->IsA("actionclip")) other->Set("active", 0);
+        }
+    }
     item_.Set("active", active ? 1 : 0);
     return qvOk;
 }

@@ -33,7 +33,8 @@ public:
 
 // The clip's state lives in its channels "active" and "enable" of the setup action, so a scene
 // states it like any other value, and every evaluated reader made after SetActive applies the
-// clip's values and keys (a reader keeps the clips that were active when it was made).
+// clip's values and keys (a reader keeps the clips that were active when it was made). An
+// actor plays one clip at a time: SetActive(1) makes the other clips of its groups inactive.
 class ActionClipFace final : public ItemFace<IQvActionClip> {
 public:
     using ItemFace::ItemFace;

@@ -17,10 +17,9 @@ const char* const rotationPivotWords[] = {"RotationPivot", "RotationPiv", "Rotat
                                           "RotPiv",        "RotPvt",      nullptr};
 const char* const scalingOffsetWords[] = {"ScalingOffset", "ScalingOff", "ScaleOffset", "ScaleOff",
                                           "SclOffset",     "SclOff",     nullptr};
-const char* const scalingPivotWords[] = {"ScalingPivot", "ScalingPiv", "ScalingPvt",
-                                         "ScalePivot",   "ScalePiv",   "ScalePvt",
-                                         "SclPivot",     "SclPiv",     "SclPvt",
-                                         nullptr};
+const char* const scalingPivotWords[] = {"ScalingPivot", "ScalingPiv", "ScalingPvt", "ScalePivot",
+                                         "ScalePiv",     "ScalePvt",   "SclPivot",   "SclPiv",
+                                         "SclPvt",       nullptr};
 
 bool NameHolds(const char* name, const char* const* words) {
     for (; name && *words; ++words)

@@ -103,8 +103,9 @@ TEST_F(AnimationExport, EveryClipOneByOneAndTheActiveClipRestored) {
     EXPECT_EQ(KeyCount(glb, 1, 0), 26u); // keys from 100 s on: still the current range
     EXPECT_EQ(CountLines("Actor:Actor items:1 channels:0 actions:2"), 1);
     EXPECT_EQ(CountLines("    Success - FB prefix and suffix added to action clip names."), 2);
+    // An actor plays one clip at a time: Idle, active again, leaves Wave inactive.
     EXPECT_EQ(Active(idle), 1);
-    EXPECT_EQ(Active(wave), 1); // left active by its export: nothing deactivates it
+    EXPECT_EQ(Active(wave), 0);
     // Each clip shows its own keys: Wave turns from 1 rad, Idle stays at 0.1.
     const auto waveTurn = glb.Values(glb.json["animations"][0]["samplers"][0]["output"].GetUint());
     const auto idleTurn = glb.Values(glb.json["animations"][1]["samplers"][0]["output"].GetUint());
@@ -112,11 +113,14 @@ TEST_F(AnimationExport, EveryClipOneByOneAndTheActiveClipRestored) {
     EXPECT_NEAR(idleTurn[2], std::sin(0.05), 1e-6);
 
     // The active clip alone; with none active, nothing, and no clip is touched.
-    wave.Set("active", 0);
     Option("exportActionType", 2);
     EXPECT_EQ(AnimationNames(SaveAndRead("active.glb").json), std::vector<std::string>{"Idle"});
     idle.Set("active", 0);
     EXPECT_TRUE(AnimationNames(SaveAndRead("none.glb").json).empty());
+    EXPECT_EQ(Active(wave) + Active(idle), 0);
+    // Every clip with none active at the start: the one the exports left active is made inactive.
+    Option("exportActionType", 1);
+    EXPECT_EQ(AnimationNames(SaveAndRead("all.glb").json).size(), 2u);
     EXPECT_EQ(Active(wave) + Active(idle), 0);
 }
 
@@ -128,7 +132,7 @@ TEST_F(AnimationExport, ClipsWithoutTagCommandAndActorsWithoutClips) {
     Item& wave = s.AddItem("actionclip", "Wave").ExportTag("Tag_");
     Item& lamp = s.AddItem("pointLight", "Lamp").Key("radiance", 0.0, 1.0, qvActionSetup);
     Item& actor = Actor({&arm, &wave, &lamp});
-    s.AbsentCommand("item.exportTags");
+    host.RemoveCommand("item.exportTags");
     Option("exportActionType", 1);
     EXPECT_EQ(AnimationNames(SaveAndRead().json), std::vector<std::string>{"Wave"});
     EXPECT_EQ(CountLines("    Failed to create command item.exportTags."), 1);
@@ -164,12 +168,16 @@ TEST_F(AnimationExport, WorldTrackJointsUnderIk) {
     const auto position = glb.Values(animation["samplers"][2]["output"].GetUint());
     EXPECT_EQ(std::vector<double>(position.begin(), position.begin() + 3),
               (std::vector<double>{1, 0, 0}));
-    // At 3/24 s the track is 1/8 of the way: the matrix blends element by element, and the key
-    // is the normalised quaternion of that blend, a turn of atan(1/7) about z.
+    // At 3/24 s the track is 1/8 of the way: the matrix blends element by element and is not
+    // orthonormalised; the key is the quaternion of the blend as it stands, normalised.
     const auto turn = glb.Values(animation["samplers"][3]["output"].GetUint());
-    EXPECT_NEAR(turn[3 * 4 + 2], std::sin(std::atan2(0.125, 0.875) / 2), 1e-6);
+    const double f = 0.125, r = std::sqrt(2 + 2 * (1 - f)), w = r / 2, z = f / r;
+    EXPECT_NEAR(turn[3 * 4 + 2], z / std::hypot(w, z), 1e-6);
 
-    // Selected with its solver, the knee is a cut root: its keys are world positions.
+    // Selected with its solver, the knee is a cut root: its keys are world positions. (A mask
+    // gives the selection scan a current item to name in the solver's line; without one that
+    // read fails and, deliberately, so does the save.)
+    s.AddItem("mask", "Paint");
     host.Select(knee);
     host.Select(solver);
     ExportType(2);
@@ -185,7 +193,7 @@ TEST_F(AnimationExport, DrivenTransformItemsAndRecordMerging) {
     Item& control = s.AddItem("locator", "Control").Key("pos.X", 0.0, 0.0).Key("pos.X", 1.0, 1.0);
     Item& both = s.AddItem("locator", "Both").Key("rot.Y", 0.0, 0.0).Key("rot.Y", 1.0, 1.0);
     both.KeyedItem("pos.Y").DrivenBy("pos.Y", control.KeyedItem("pos.X"), "pos.X");
-    Item& driven = s.AddItem("locator", "Driven").Position(0, 0, 3);
+    Item& driven = s.AddItem("locator", "Driven").Position(1, 0, 3);
     driven.KeyedItem("pos.Z").DrivenBy("pos.Z", control.KeyedItem("pos.X"), "pos.X");
     GlbReader glb = SaveAndRead();
 
@@ -197,7 +205,7 @@ TEST_F(AnimationExport, DrivenTransformItemsAndRecordMerging) {
     EXPECT_EQ(CountLines("Adding sample xform anim for Driven"), 0);
     EXPECT_TRUE(glb.json["nodes"][2].HasMember("matrix"));
     EXPECT_FALSE(glb.json["nodes"][1].HasMember("matrix"));
-    // Driven's pos.Z follows Control's pos.X: the direction at 1 s leans to z.
+    // Driven's pos.Z follows Control's pos.X: (1, 0, 1) at 1 s, a direction halfway to z.
     const auto values = glb.Values(glb.json["animations"][0]["samplers"][3]["output"].GetUint());
-    EXPECT_NEAR(values[3 * 24 + 2], 1.0, 1e-6);
+    EXPECT_NEAR(values[3 * 24 + 2] / values[3 * 24], 1.0, 1e-5);
 }
