@@ -50,9 +50,12 @@ QvResult SceneService::InstanceSource(IQvItem* instance, IQvItem** source) {
 }
 
 QvResult SceneService::ReplicatorEnumerator(IQvItem* replicator, IQvReplicatorEnumerator** out) {
-    // Particles are not modelled yet: a replicator has none to enumerate.
-    if (!ImplFrom<Item>(replicator) || !out) return qvFailed;
-    return qvNotFound;
+    Item* item = ImplFrom<Item>(replicator);
+    if (!item || !out) return qvFailed;
+    observation_.Count("ReplicatorEnumerator");
+    if (!item->IsA("replicator")) return qvNotFound;
+    *out = new scenehost::ReplicatorEnumerator(*item);
+    return qvOk;
 }
 
 // ---- Deformer service -----------------------------------------------------------------------

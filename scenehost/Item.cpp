@@ -315,6 +315,11 @@ Item& Item::AddMember(Item& member) {
     return *this;
 }
 
+Item& Item::AddParticle(const Particle& particle) {
+    particles_.push_back(particle);
+    return *this;
+}
+
 Item& Item::ExportTag(const std::string& text) {
     RequireType("actionclip", "an export tag");
     exportTag_ = text;

@@ -12,6 +12,7 @@
 
 #include "ComBase.h"
 #include "Envelopes.h"
+#include "Particles.h"
 #include "Transforms.h"
 #include "TypeTree.h"
 
@@ -114,6 +115,8 @@ public:
     // layer has one; a second call is refused (Link makes stranger graphs, if a test needs them).
     Item& SetTextureLocator(Item& locator);
     Item& AddMember(Item& member); // groups
+    // Particle sources (any item): the next particle that replicators linked from it place.
+    Item& AddParticle(const Particle& particle);
     // Action clips: the tag text that the command "item.exportTags" gives for the clip.
     Item& ExportTag(const std::string& text);
     Item& AddChannelMember(Item& member, const std::string& channel);
@@ -161,6 +164,7 @@ public:
     // The layer's texture locator: its first qvGraphShadeLoc link to a txtrLocator, or null.
     Item* TextureLocator() const;
     const std::vector<Item*>& Members() const { return members_; }
+    const std::vector<Particle>& Particles() const { return particles_; }
     const std::vector<ChannelDriver>& ChannelMembers() const { return channelMembers_; }
     const MeshData* MeshOf() const; // null for an item that is no mesh
     const std::vector<Item*>& Joints() const { return joints_; }
@@ -211,6 +215,7 @@ private:
     std::string exportTag_;
     std::string image_;
     std::vector<Item*> members_;
+    std::vector<Particle> particles_;
     std::vector<ChannelDriver> channelMembers_;
     std::vector<Item*> joints_;
     Item* driverLocator_ = nullptr;

@@ -29,6 +29,7 @@ uint32_t MapDimension(uint32_t type) {
     switch (type) {
     case qvMapNormal:
     case qvMapRgb:
+    case qvMapMorph:
         return 3;
     case qvMapRgba:
         return 4;
@@ -52,7 +53,7 @@ std::string FourCCText(uint32_t code) {
 }
 
 const char* KnownMapTypes() {
-    return "NORM, RGB , RGBA, TXUV, TBAS, WGHT";
+    return "NORM, RGB , RGBA, TXUV, TBAS, WGHT, MORF";
 }
 
 // ---- Maps -----------------------------------------------------------------------------------

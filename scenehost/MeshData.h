@@ -48,7 +48,7 @@ uint32_t MapDimension(uint32_t type);
 // The code of a four-character text ("TXUV"); 0 unless it has exactly four characters.
 uint32_t FourCCFromText(const std::string& text);
 std::string FourCCText(uint32_t code);
-// The map types, as text, for messages: "NORM, RGB , RGBA, TXUV, TBAS, WGHT".
+// The map types, as text, for messages: "NORM, RGB , RGBA, TXUV, TBAS, WGHT, MORF".
 const char* KnownMapTypes();
 
 class MeshData;

@@ -68,6 +68,7 @@ private:
     void ReadTransform(Item& item, const JsonNode& transform);
     void ReadWorldMatrix(Item& item, const JsonNode& matrix);
     void ReadWorldTrack(Item& item, const JsonNode& track);
+    void ReadParticles(Item& item, const JsonNode& particles);
     void ReadKeys(Item& item, const JsonNode& keys);
     void ReadChannelKeys(Item& item, const JsonMember& channel, const std::string& action);
     void ReadImage(Item& item, const JsonNode& image);
@@ -258,7 +259,7 @@ void SceneReader::CreateItem(const JsonNode& node) {
                                    "packages", "transform",      "worldMatrix", "worldTrack",
                                    "image",    "textureLocator", "members",     "channelMembers",
                                    "source",   "mesh",           "triangles",   "meshes",
-                                   "joints",   "locator",        "exportTag"});
+                                   "joints",   "locator",        "exportTag",   "particles"});
     const JsonMember* id = node.Find("id");
     const JsonMember* type = node.Find("type");
     if (!id) Fail(node, "an item needs an \"id\"");
@@ -331,6 +332,7 @@ void SceneReader::ConnectItem(const JsonNode& node) {
     }
     if (const JsonMember* m = node.Find("meshes")) ReadGroupMeshes(item, m->value);
     if (const JsonMember* m = node.Find("joints")) ReadJoints(item, m->value);
+    if (const JsonMember* m = node.Find("particles")) ReadParticles(item, m->value);
     if (const JsonMember* m = node.Find("locator")) {
         if (!item.IsA("influence")) Fail(m->value, "only influence items have a \"locator\"");
         Item& locator = Ref(m->value);
@@ -457,6 +459,35 @@ void SceneReader::ReadWorldMatrix(Item& item, const JsonNode& matrix) {
     Matrix m;
     std::copy(v.begin(), v.end(), m.begin());
     item.SetWorldMatrix(m);
+}
+
+// A particle is its position, [x, y, z], or an object with "position" and, optionally,
+// "orientation" (9 numbers in rows), "prototype" (an id), "weight" and "size".
+void SceneReader::ReadParticles(Item& item, const JsonNode& particles) {
+    Expect(particles, Kind::Array, "\"particles\"");
+    for (const JsonNode& node : particles.elements) {
+        Particle particle;
+        const JsonNode* position = &node;
+        if (node.kind == Kind::Object) {
+            CheckMembers(node, "a particle",
+                         {"position", "orientation", "prototype", "weight", "size"});
+            const JsonMember* p = node.Find("position");
+            if (!p) Fail(node, "a particle needs a \"position\"");
+            position = &p->value;
+            if (const JsonMember* m = node.Find("orientation")) {
+                std::vector<double> rows = Numbers(m->value, 9, "a particle's \"orientation\"");
+                std::copy(rows.begin(), rows.end(), particle.orientation.begin());
+            }
+            if (const JsonMember* m = node.Find("prototype")) particle.prototype = &Ref(m->value);
+            if (const JsonMember* m = node.Find("weight"))
+                particle.weight = float(Number(m->value, "a particle's \"weight\""));
+            if (const JsonMember* m = node.Find("size"))
+                particle.size = float(Number(m->value, "a particle's \"size\""));
+        }
+        std::vector<double> xyz = Numbers(*position, 3, "a particle's position");
+        std::copy(xyz.begin(), xyz.end(), particle.position.begin());
+        item.AddParticle(particle);
+    }
 }
 
 void SceneReader::ReadWorldTrack(Item& item, const JsonNode& track) {

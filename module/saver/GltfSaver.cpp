@@ -66,6 +66,9 @@ QvResult GltfSaver::RunSaver() {
     bool written = document->Write(outputPath);
     document->Reset();
     document.reset();
+    // Morph targets are not written: the "targets" graph is opened by InitSaver and let go
+    // here, never walked.
+    targetsGraph.clear();
     if (!written) {
         log.PopupError("Failed to export GLTF!");
         return qvFailed;

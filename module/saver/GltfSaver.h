@@ -84,8 +84,7 @@ constexpr int32_t optionOn = 1;
 // Everything one save gathers and reads, from Open to Close: the options, the host objects the
 // run reads through, the scan's lists and maps, the document and the mesh being built. Close
 // replaces it whole with a fresh one, so no save can leave anything behind for the next. Fields
-// marked "gathered, not read yet" are filled for steps still to come (morph maps); "gathered,
-// never read" ones are kept for the host calls that fill them.
+// marked "gathered, never read" are kept for the host calls that fill them.
 struct GltfSaveState {
     // ---- Scan results and work maps ----
     std::vector<ItemRef> rootItems;
@@ -123,7 +122,7 @@ struct GltfSaveState {
     CQvUser_Item sceneItem;
     CQvUser_ItemGraph xfrmCoreGraph;
     CQvUser_ItemGraph xfrmLocalGraph; // gathered, never read
-    CQvUser_ItemGraph targetsGraph;   // gathered, not read yet
+    CQvUser_ItemGraph targetsGraph;   // opened and let go, never walked
     CQvUser_ChannelGraph chanLinksGraph;
     CQvUser_ChannelRead setupChannels, editChannels, evalChannels, baseChannels;
 

@@ -325,7 +325,7 @@ const Refusal kRefusals[] = {
     Mesh(R"({"points": [[0, 0, 0], [1, 0, 0]], "polygons": [[0, 1, 0]]})",
          "64: a polygon has point 0 twice"),
     Mesh(R"({"maps": [{"type": "UVXX", "name": "T"}]})",
-         "28: unknown map type 'UVXX' (known: NORM, RGB , RGBA, TXUV, TBAS, WGHT)"),
+         "28: unknown map type 'UVXX' (known: NORM, RGB , RGBA, TXUV, TBAS, WGHT, MORF)"),
     Mesh(
         R"({"points": [[0, 0, 0]], "maps": [{"type": "WGHT", "name": "W", "values": [[1], [1]]}]})",
         "82: the map has values for 2 points, and the mesh has 1"),

@@ -52,6 +52,8 @@ public:
 };
 
 // The particles of a replicator; while the visitor runs, the queries answer for the current one.
+// A replicator links to its prototypes and is linked from its particle source in the item graph
+// "particle".
 class IQvReplicatorEnumerator : public IQvUnknown {
 public:
     QV_INTERFACE_ID({0x01c78ba1, 0x0f34, 0x5d55, {0x85, 0xa2, 0x35, 0xb7, 0x15, 0x99, 0x10, 0x62}});
@@ -59,4 +61,11 @@ public:
     virtual QvResult Item(IQvItem** prototype) = 0;
     virtual QvResult Position(double* xyz) = 0;
     virtual QvResult Transform(double* matrix16) = 0;
+    // The particle source that made the particle.
+    virtual QvResult SourceItem(IQvItem** source) = 0;
+    // The particle's orientation, a 3 by 3 matrix in rows.
+    virtual QvResult Orientation(double* matrix9) = 0;
+    // The particle's two scalars: its weight (0 to 1) and its uniform size.
+    virtual QvResult Weight(float* value) = 0;
+    virtual QvResult Size(float* value) = 0;
 };

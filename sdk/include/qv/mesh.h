@@ -17,6 +17,7 @@ constexpr uint32_t qvMapRgba = QvFourCC('R', 'G', 'B', 'A');    // 4
 constexpr uint32_t qvMapUv = QvFourCC('T', 'X', 'U', 'V');      // 2
 constexpr uint32_t qvMapTangent = QvFourCC('T', 'B', 'A', 'S'); // 6: tangent, then bitangent
 constexpr uint32_t qvMapWeight = QvFourCC('W', 'G', 'H', 'T');  // 1; a point without one weighs 0
+constexpr uint32_t qvMapMorph = QvFourCC('M', 'O', 'R', 'F');   // 3: a point's offset in a morph
 
 // ---- Polygon tags -------------------------------------------------------------------------
 // String tags of polygons, read through the IQvStringTag of a polygon accessor.
