@@ -76,7 +76,10 @@ bool ModuleHost::Bind(IQvUnknown* moduleObject, std::string* error) {
 }
 
 void ModuleHost::Unload() {
-    if (module_) host_.SetModuleCommands(nullptr);
+    if (module_) {
+        host_.SetModuleCommands(nullptr);
+        host_.ReleaseLoadOptions(); // the object's code goes with the module
+    }
     module_ = ComRef<IQvModule>();
     if (library_) dlclose(library_);
     library_ = nullptr;

@@ -119,6 +119,8 @@ public:
     // ---- Persistent configuration and handed-over load options (Persistence.h) ----
     PersistenceService& Persistence() { return *persistence_; }
     IQvUnknown* LoadOptions() const { return loadOptions_->Held(); } // no new reference
+    // Lets go of the handed-over options; done before their module is unloaded.
+    void ReleaseLoadOptions() { loadOptions_->SetOptions(nullptr); }
     // Commands of the loaded module that the command service spawns after its own (ModuleHost).
     void SetModuleCommands(std::function<QvResult(const char*, IQvCommand**)> spawn);
 
