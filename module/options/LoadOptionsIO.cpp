@@ -90,6 +90,7 @@ QvResult LoadOptionsIO::Read(IQvBlockRead* stream) {
             Check(stream->ReadU32(&flags));
             for (const FlagBit& f : kFlagBits)
                 read.*f.field = (flags >> f.bit) & 1;
+            // Deliberate: the stream keeps only whether the rate is non-zero, so 3 reads as 1.
             read.loadSampleAnimationRate = (flags >> kRateBit) & 1;
             read.mergeWithExistingItems = (flags >> kMergeBit) & 1;
             if (version == 0) {

@@ -186,6 +186,24 @@ void PrintStream(const std::string& bytes, const std::string& from) {
     }
 }
 
+// Whether bytes have the stream form a loader reads: version 0 (two words) or 1 (two words and
+// the factor). Checked before the command runs, so that a refused stream leaves the file alone.
+bool StreamForm(const std::string& bytes, std::string* error) {
+    ComRef<scenehost::BlockReader> reader(new scenehost::BlockReader(bytes), false);
+    uint32_t version = 0, flags = 0;
+    double scale = 0;
+    if (QvFailed(reader->ReadU32(&version)) || QvFailed(reader->ReadU32(&flags)) ||
+        (version == 1 && QvFailed(reader->ReadDouble(&scale)))) {
+        *error = "the stream is too short";
+        return false;
+    }
+    if (version > 1) {
+        *error = "the stream is of version " + std::to_string(version) + ", newer than 1";
+        return false;
+    }
+    return true;
+}
+
 bool ReadFile(const std::string& path, std::string* bytes) {
     std::ifstream in(path, std::ios::binary);
     if (!in) return false;
@@ -206,6 +224,8 @@ int RunOptions(const Arguments& args) {
     std::string streamIn;
     if (!args.streamIn.empty() && !ReadFile(args.streamIn, &streamIn))
         return Refuse("cannot read " + args.streamIn);
+    if (!args.streamIn.empty() && !StreamForm(streamIn, &error))
+        return Refuse(args.streamIn + ": " + error);
 
     ModuleHost plugin(host);
     if (!plugin.Load(PluginPath(args.plugin), &error)) return Refuse(error);
