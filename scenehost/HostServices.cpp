@@ -270,6 +270,7 @@ QvResult CommandService::SpawnCommand(uint32_t, const char* name, IQvCommand** c
         *command = new ExportTagsCommand(tables_);
         return qvOk;
     }
+    if (moduleCommands_) return moduleCommands_(name, command);
     return qvNotFound;
 }
 

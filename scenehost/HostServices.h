@@ -11,6 +11,7 @@
 #include "qv/scene.h"
 #include "qv/value.h"
 
+#include <functional>
 #include <map>
 #include <string>
 #include <vector>
@@ -102,8 +103,13 @@ public:
     // Makes a command absent, as in a host without it; false for a name the host never had.
     bool Remove(const std::string& name);
     QvResult SpawnCommand(uint32_t flags, const char* name, IQvCommand** command) override;
+    // The loaded module's commands, asked for a name the host does not have itself.
+    void SetModuleCommands(std::function<QvResult(const char*, IQvCommand**)> spawn) {
+        moduleCommands_ = std::move(spawn);
+    }
 
 private:
+    std::function<QvResult(const char*, IQvCommand**)> moduleCommands_;
     const MessageTables& tables_;
     std::vector<std::string> absent_;
 };

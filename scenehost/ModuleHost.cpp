@@ -65,10 +65,21 @@ bool ModuleHost::Bind(IQvUnknown* moduleObject, std::string* error) {
         Unload();
         return false;
     }
+    // Commands the host lacks come from the module's servers that are commands.
+    host_.SetModuleCommands([this](const char* name, IQvCommand** command) {
+        if (!module_ ||
+            QvFailed(module_->Generate(name, IQvCommand::iid, reinterpret_cast<void**>(command))))
+            return qvNotFound;
+        return qvOk;
+    });
     return true;
 }
 
 void ModuleHost::Unload() {
+    if (module_) {
+        host_.SetModuleCommands(nullptr);
+        host_.ReleaseLoadOptions(); // the object's code goes with the module
+    }
     module_ = ComRef<IQvModule>();
     if (library_) dlclose(library_);
     library_ = nullptr;

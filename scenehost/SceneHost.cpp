@@ -15,7 +15,14 @@ SceneHost::SceneHost()
       platform_(std::make_unique<PlatformService>(observation_)),
       userValues_(std::make_unique<UserValueService>(observation_)),
       commands_(std::make_unique<CommandService>(observation_, tables_)),
-      monitor_(std::make_unique<RecordingMonitor>(observation_)), global_(new HostGlobal(this)) {}
+      monitor_(std::make_unique<RecordingMonitor>(observation_)),
+      persistence_(std::make_unique<PersistenceService>(observation_)),
+      loadOptions_(std::make_unique<LoadOptionsService>(observation_)),
+      global_(new HostGlobal(this)) {}
+
+void SceneHost::SetModuleCommands(std::function<QvResult(const char*, IQvCommand**)> spawn) {
+    commands_->SetModuleCommands(std::move(spawn));
+}
 
 SceneHost::~SceneHost() {
     global_->Detach();
@@ -87,7 +94,10 @@ QvResult SceneHost::LookupService(const QvGuid& id, void** out) {
     if (id == IQvUserValueService::iid)
         return AnswerWith<IQvUserValueService>(userValues_.get(), out);
     if (id == IQvCommandService::iid) return AnswerWith<IQvCommandService>(commands_.get(), out);
-    // Persistence and load options are not served yet.
+    if (id == IQvPersistenceService::iid)
+        return AnswerWith<IQvPersistenceService>(persistence_.get(), out);
+    if (id == IQvLoadOptionsService::iid)
+        return AnswerWith<IQvLoadOptionsService>(loadOptions_.get(), out);
     return qvNotFound;
 }
 

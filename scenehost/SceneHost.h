@@ -51,6 +51,7 @@
 #include "MeshGenerate.h"
 #include "Messages.h"
 #include "Observation.h"
+#include "Persistence.h"
 #include "Scene.h"
 #include "Selection.h"
 #include "Transforms.h"
@@ -115,6 +116,14 @@ public:
     // std::invalid_argument for a command the host does not have.
     void RemoveCommand(const std::string& name);
 
+    // ---- Persistent configuration and handed-over load options (Persistence.h) ----
+    PersistenceService& Persistence() { return *persistence_; }
+    IQvUnknown* LoadOptions() const { return loadOptions_->Held(); } // no new reference
+    // Lets go of the handed-over options; done before their module is unloaded.
+    void ReleaseLoadOptions() { loadOptions_->SetOptions(nullptr); }
+    // Commands of the loaded module that the command service spawns after its own (ModuleHost).
+    void SetModuleCommands(std::function<QvResult(const char*, IQvCommand**)> spawn);
+
     // ---- Observation ----
     int Count(const std::string& key) const { return observation_.CountOf(key); }
     const std::map<std::string, int>& Counters() const { return observation_.counters; }
@@ -145,6 +154,8 @@ private:
     std::unique_ptr<UserValueService> userValues_;
     std::unique_ptr<CommandService> commands_;
     std::unique_ptr<RecordingMonitor> monitor_;
+    std::unique_ptr<PersistenceService> persistence_;
+    std::unique_ptr<LoadOptionsService> loadOptions_;
     HostGlobal* global_;
 };
 

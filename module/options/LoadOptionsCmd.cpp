@@ -1,5 +1,7 @@
 #include "options/LoadOptionsCmd.h"
 
+#include "host/CQvGlobals.h"
+
 #include <cstring>
 
 namespace {
@@ -20,17 +22,35 @@ const std::vector<LoadOption> loadOptions = {
     {"loadLights", QV_TYPE_BOOLEAN, 1},
     {"loadAnimation", QV_TYPE_BOOLEAN, 1},
     {"loadSampleAnimation", QV_TYPE_BOOLEAN, 1},
-    {"loadSampleAnimationRate", QV_TYPE_INTEGER, 0},
+    {"loadSampleAnimationRate", QV_TYPE_INTEGER, 0, {{0, "1x FPS"}, {1, "2x FPS"}}},
     {"globalScalingFactor", QV_TYPE_FLOAT, 1.0},
-    {"importUnits", QV_TYPE_INTEGER, 0},
+    // Deliberate: the first choice says "FBX" because the loader's users know it by that label.
+    {"importUnits",
+     QV_TYPE_INTEGER,
+     0,
+     {{0, "Use FBX file units"},
+      {1, "Millimeters [mm]"},
+      {2, "Decimeters [dm]"},
+      {3, "Centimeters [cm]"},
+      {4, "Meters [m]"},
+      {5, "Kilometers [km]"},
+      {6, "Inches"},
+      {7, "Feet"},
+      {8, "Yards"},
+      {9, "Miles"}}},
 };
+
+constexpr const char* kPersistRoot = "gltfLoader";
+constexpr const char* kPersistEntry = "gltfLoadOptions";
 
 // The command and attribute faces of the server object.
 class CQvIfc_Command final : public CQvFaceOf<IQvCommand> {
 public:
     CQvIfc_Command(CQvServerObject& owner, LoadOptionsCmd& command)
         : CQvFaceOf<IQvCommand>(owner), command(command) {}
-    QvResult Execute(uint32_t) override { return command.Execute(); }
+    QvResult Execute(uint32_t) override {
+        return CQvNoThrow([&] { return command.Execute(); });
+    }
     QvResult Query(uint32_t, IQvValueArray*) override { return qvNotFound; }
     QvResult Message(IQvMessage**) override { return qvNotFound; }
     QvResult ArgumentsChanged() override { return qvOk; }
@@ -91,11 +111,108 @@ private:
     LoadOptionsCmd& command;
 };
 
+class CQvIfc_AttributesUI final : public CQvFaceOf<IQvAttributesUI> {
+public:
+    CQvIfc_AttributesUI(CQvServerObject& owner, LoadOptionsCmd& command)
+        : CQvFaceOf<IQvAttributesUI>(owner), command(command) {}
+    QvResult DisableMsg(uint32_t index, IQvMessage* message) override {
+        if (index >= command.Count()) return qvOutOfRange;
+        if (command.IsEnabled(index)) return qvOk;
+        if (message) message->SetCode(qvArgDisabled);
+        return qvArgDisabled;
+    }
+    QvResult HintCount(uint32_t index, uint32_t* count) override {
+        if (index >= command.Count()) return qvOutOfRange;
+        *count = uint32_t(LoadOptionsCmd::Options()[index].hints.size());
+        return qvOk;
+    }
+    QvResult HintByIndex(uint32_t index, uint32_t hint, QvChoiceHint* out) override {
+        if (index >= command.Count()) return qvOutOfRange;
+        const auto& hints = LoadOptionsCmd::Options()[index].hints;
+        if (hint >= hints.size()) return qvOutOfRange;
+        *out = hints[hint];
+        return qvOk;
+    }
+    QvResult ControlType(uint32_t index, const char** type) override {
+        if (index >= command.Count()) return qvOutOfRange;
+        if (LoadOptionsCmd::Options()[index].hints.empty()) return qvNotFound;
+        *type = "iPopChoice";
+        return qvOk;
+    }
+
+private:
+    LoadOptionsCmd& command;
+};
+
 } // namespace
 
+QvResult LoadPersistOptionsVisitor::Evaluate() {
+    return CQvNoThrow([&] {
+        if (QvResult r = service->PersistStart(kPersistEntry, qvPersistSingle); QvFailed(r))
+            return r;
+        entries->clear();
+        for (const LoadOption& option : loadOptions) {
+            QvResult r = service->PersistStart(option.name, qvPersistSingle);
+            if (QvSucceeded(r)) r = service->PersistAddValue(option.typeName);
+            CQvUser_PersistentEntry entry;
+            QvResult end = service->PersistEnd(entry.out());
+            if (QvFailed(r) || QvFailed(end)) return QvFailed(r) ? r : end;
+            entries->push_back(std::move(entry));
+        }
+        CQvUser_PersistentEntry top;
+        return service->PersistEnd(top.out());
+    });
+}
+
+// Defaults first, then what the last session kept.
 LoadOptionsCmd::LoadOptionsCmd() {
     for (const LoadOption& option : loadOptions)
         values.push_back(option.defaultValue);
+    if (!Persisted()) return;
+    for (size_t i = 0; i < loadOptions.size(); ++i) {
+        IQvPersistentEntry* entry = entries[i].get();
+        if (std::strcmp(loadOptions[i].typeName, QV_TYPE_FLOAT) == 0) {
+            double value = 0;
+            if (QvSucceeded(entry->GetDouble(&value))) values[i] = value;
+        } else {
+            int32_t value = 0;
+            if (QvSucceeded(entry->GetInt(&value))) values[i] = value;
+        }
+    }
+}
+
+bool LoadOptionsCmd::Persisted() {
+    if (configured) return entries.size() == loadOptions.size();
+    configured = true;
+    CQvUser_PersistenceService service;
+    if (!CQvGlobals::LookupService(service)) return false;
+    LoadPersistOptionsVisitor visitor(service.get(), &entries);
+    if (QvFailed(service->PersistConfigure(kPersistRoot, &visitor))) entries.clear();
+    return entries.size() == loadOptions.size();
+}
+
+LoadOptionsRecord LoadOptionsCmd::Record() const {
+    auto flag = [&](const char* name) { return uint8_t(ValueOf(name) != 0); };
+    LoadOptionsRecord r;
+    r.loadGeometry = flag("loadGeometry");
+    r.loadMaterials = flag("loadMaterials");
+    r.loadCameras = flag("loadCameras");
+    r.loadLights = flag("loadLights");
+    r.loadMeshSmoothing = flag("loadMeshSmoothing");
+    r.loadBlendShapes = flag("loadBlendShapes");
+    r.loadPolygonParts = flag("loadPolygonParts");
+    r.loadSelectionSets = flag("loadSelectionSets");
+    r.loadAnimation = flag("loadAnimation");
+    r.loadSampleAnimation = flag("loadSampleAnimation");
+    r.loadNormals = flag("loadNormals");
+    r.invertMatTranAmt = flag("invertMatTranAmt");
+    r.useMatTranColAsTranAmt = flag("useMatTranColAsTranAmt");
+    r.changeTextureEffect = flag("changeTextureEffect");
+    r.loadSampleAnimationRate = int32_t(ValueOf("loadSampleAnimationRate"));
+    r.mergeWithExistingItems = int32_t(ValueOf("mergeWithExistingItems"));
+    r.globalScalingFactor = ValueOf("globalScalingFactor");
+    r.importUnits = int32_t(ValueOf("importUnits"));
+    return r;
 }
 
 const std::vector<LoadOption>& LoadOptionsCmd::Options() {
@@ -119,14 +236,40 @@ bool LoadOptionsCmd::IsEnabled(uint32_t index) const {
     return true;
 }
 
-// Keeping the values across sessions comes with the persistent configuration.
+// Both steps run even when the first fails; the first failure is the result.
 QvResult LoadOptionsCmd::Execute() {
-    return qvOk;
+    QvResult result = qvOk;
+    auto keep = [&](QvResult r) {
+        if (QvFailed(r) && QvSucceeded(result)) result = r;
+    };
+    if (Persisted()) {
+        for (size_t i = 0; i < loadOptions.size(); ++i) {
+            IQvPersistentEntry* entry = entries[i].get();
+            uint32_t count = 0;
+            if (QvSucceeded(entry->Count(&count)) && count == 0) keep(entry->Append());
+            keep(entry->Select(0));
+            if (std::strcmp(loadOptions[i].typeName, QV_TYPE_FLOAT) == 0)
+                keep(entry->SetDouble(values[i]));
+            else
+                keep(entry->SetInt(int32_t(values[i])));
+        }
+    }
+    CQvUser_LoadOptionsService service;
+    if (!CQvGlobals::LookupService(service)) {
+        keep(qvNotFound);
+        return result;
+    }
+    LoadOptionsIO* options = new LoadOptionsIO;
+    options->record = Record();
+    keep(service->SetOptions(static_cast<IQvStreamIO*>(options)));
+    options->Release();
+    return result;
 }
 
 std::unique_ptr<CQvPolymorphBase> MakeLoadOptionsFactory() {
     return CQvMakeFactory<LoadOptionsCmd>([](CQvPolymorph<LoadOptionsCmd>& factory) {
         factory.AddInterface<CQvIfc_Command>();
         factory.AddInterface<CQvIfc_Attributes>();
+        factory.AddInterface<CQvIfc_AttributesUI>();
     });
 }

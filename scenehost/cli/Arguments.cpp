@@ -8,7 +8,8 @@ const char* Usage() {
            "[--monitor]\n"
            "                           [--plugin PATH]\n"
            "  qvhost servers [--plugin PATH]\n"
-           "  qvhost options [--config FILE] [NAME=VALUE]...\n";
+           "  qvhost options [--config FILE] [NAME=VALUE]... [--stream FILE] [--read-stream "
+           "FILE]\n";
 }
 
 namespace {
@@ -75,10 +76,19 @@ bool ParseOptions(const std::vector<std::string>& args, Arguments* out, std::str
     for (size_t i = 1; i < args.size(); ++i) {
         if (args[i] == "--config") {
             if (!TakeValue(args, &i, &out->config, error)) return false;
+        } else if (args[i] == "--stream") {
+            if (!TakeValue(args, &i, &out->streamOut, error)) return false;
+        } else if (args[i] == "--read-stream") {
+            if (!TakeValue(args, &i, &out->streamIn, error)) return false;
+        } else if (args[i] == "--plugin") {
+            if (!TakeValue(args, &i, &out->plugin, error)) return false;
         } else if (args[i].find('=') != std::string::npos) {
             out->optionSettings.push_back(args[i]);
         } else {
-            *error = "options takes --config FILE and NAME=VALUE settings, not " + args[i];
+            *error =
+                "options takes --config FILE, --stream FILE, --read-stream FILE, --plugin PATH "
+                "and NAME=VALUE settings, not " +
+                args[i];
             return false;
         }
     }

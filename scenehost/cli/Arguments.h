@@ -3,7 +3,7 @@
 //   qvhost save SCENE OUTPUT [--saver NAME] [--set NAME=VALUE]... [--log FILE] [--monitor]
 //                            [--plugin PATH]
 //   qvhost servers [--plugin PATH]
-//   qvhost options [--config FILE] [NAME=VALUE]...
+//   qvhost options [--config FILE] [NAME=VALUE]... [--stream FILE] [--read-stream FILE]
 #pragma once
 
 #include <string>
@@ -27,6 +27,8 @@ struct Arguments {
     std::string plugin; // --plugin; empty: QVHOST_PLUGIN, then gltfio.qv beside qvhost
     std::string config;
     std::vector<std::string> optionSettings;
+    std::string streamOut; // --stream: the load options' stream form written here
+    std::string streamIn;  // --read-stream: a stream form read back and shown
 };
 
 // Parses argv[1..]; false with a message when the line is not one of the forms above.

@@ -127,9 +127,4 @@ int RunServers(const Arguments& args) {
     return std::cout.flush() ? 0 : kExitBadInput;
 }
 
-int RunOptions(const Arguments&) {
-    std::cerr << "qvhost options: not available yet\n";
-    return kExitBadInput;
-}
-
 } // namespace qvhost

@@ -117,8 +117,9 @@ TEST_F(Qvhost, RefusedInputExitsTwoAndWritesNothing) {
         EXPECT_EQ(errors.find("[io-status"), std::string::npos) << "a save ran";
     }
     EXPECT_EQ(Run("frobnicate"), 2);
-    EXPECT_EQ(Run("options --config c.cfg a=1", false), 2);
-    EXPECT_EQ(errors, "qvhost options: not available yet\n");
+    EXPECT_EQ(Run("options --config " + Out("c.cfg") + " a=1"), 2);
+    EXPECT_EQ(errors, "qvhost options: no option 'a'\n");
+    EXPECT_FALSE(fs::exists(scratch.Path("c.cfg")));
     EXPECT_FALSE(fs::exists(scratch.Path("x.glb")));
 }
 
