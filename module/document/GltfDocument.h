@@ -347,7 +347,6 @@ public:
     void WriteScenes();
     void FinishJson(); // "extensionsUsed", then the arrays in order
     uint32_t WriteNode(GltfNode* node);
-    void WriteChildren(const std::vector<GltfNode*>& children, uint32_t parentIndex);
     // kGltfNoIndex when the mesh has nothing to write, or when its tables fail the check (an
     // error in the log then).
     uint32_t WriteMesh(GltfMesh* mesh);

@@ -142,21 +142,37 @@ uint32_t GltfDocument::WriteNode(GltfNode* node) {
     return index;
 }
 
-// Writes each node and its subtree before the next; returns the array of their indices.
+// Writes each node and its subtree before the next; returns the array of their indices. The walk
+// keeps its own stack, so a hierarchy of any depth is written without deep recursion: each level
+// is a frame with its list, its place in it and the indices it has given out so far.
 GltfJsonValue GltfDocument::WriteNodeList(const std::vector<GltfNode*>& list) {
-    Value indices(rapidjson::kArrayType);
-    for (GltfNode* node : list) {
-        const uint32_t index = WriteNode(node);
-        indices.PushBack(index, json->allocator);
-        if (!node->children.empty()) WriteChildren(node->children, index);
+    struct Frame {
+        const std::vector<GltfNode*>* nodes;
+        size_t next;
+        uint32_t parentIndex; // kGltfNoIndex for the top level
+        std::vector<uint32_t> indices;
+    };
+    std::vector<Frame> stack;
+    stack.push_back({&list, 0, kGltfNoIndex, {}});
+    for (;;) {
+        Frame& frame = stack.back();
+        if (frame.next < frame.nodes->size()) {
+            GltfNode* node = (*frame.nodes)[frame.next++];
+            const uint32_t index = WriteNode(node);
+            frame.indices.push_back(index);
+            if (!node->children.empty()) stack.push_back({&node->children, 0, index, {}});
+            continue;
+        }
+        Value indices(rapidjson::kArrayType);
+        for (const uint32_t index : frame.indices)
+            indices.PushBack(index, json->allocator);
+        const uint32_t parentIndex = frame.parentIndex;
+        stack.pop_back();
+        if (stack.empty()) return indices;
+        // Added once the subtree is written, so "children" is the parent's last member so far.
+        if (!indices.Empty())
+            json->nodes[parentIndex].AddMember("children", indices, json->allocator);
     }
-    return indices;
-}
-
-void GltfDocument::WriteChildren(const std::vector<GltfNode*>& children, uint32_t parentIndex) {
-    Value indices = WriteNodeList(children);
-    // Added after the subtree is written, so "children" is the parent's last member so far.
-    if (!indices.Empty()) json->nodes[parentIndex].AddMember("children", indices, json->allocator);
 }
 
 // The projection is fixed: the host's camera settings do not reach the file.

@@ -74,3 +74,17 @@ TEST(GltfNodes, DecomposeFollowsTheRowVectorLayout) {
     node.DecomposeMatrix();
     EXPECT_EQ(node.scale, (GltfVec3{3, 1, 1}));
 }
+
+// A hierarchy is written with a stack of its own, not by recursion: a chain of 100,000 nodes
+// comes out numbered depth first, each holding the next as its only child.
+TEST(GltfNodes, DeepHierarchyIsWrittenWithoutRecursion) {
+    SceneBuilder s;
+    GltfNode* parent = s.scene;
+    for (int depth = 0; depth < 100000; ++depth)
+        parent = s.Add("link", parent);
+    const auto json = ParseJson(BuildJsonText(s.document));
+    ASSERT_EQ(json["nodes"].Size(), 100000u);
+    EXPECT_EQ(ToText(json["scenes"][0]["nodes"]), "[0]");
+    EXPECT_EQ(ToText(json["nodes"][50000]), R"({"name":"link","children":[50001]})");
+    EXPECT_EQ(ToText(json["nodes"][99999]), R"({"name":"link"})");
+}
