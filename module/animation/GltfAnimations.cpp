@@ -9,20 +9,6 @@
 
 namespace {
 
-double readSetupDouble(IQvChannelRead* channels, IQvItem* item, const char* name) {
-    const int32_t channel = ChannelIndexOf(item, name);
-    double value = 0.0;
-    if (channel < 0 || !channels || QvFailed(channels->ReadDouble(item, uint32_t(channel), &value)))
-        return 0.0;
-    return value;
-}
-
-uint32_t channelCountOf(IQvItem* item) {
-    uint32_t count = 0;
-    if (!item || QvFailed(item->ChannelCount(&count))) return 0;
-    return count;
-}
-
 bool clipIsActive(IQvItem* item) {
     CQvUser_ActionClip clip;
     int32_t active = 0;
@@ -56,9 +42,9 @@ int GltfSaver::CreateAnimations() {
 void GltfSaver::ReadTimeRange() {
     CQvUser_Item scene; // the first item of the type "scene" (code 0 when that look-up failed)
     if (!sceneWrap || QvFailed(sceneWrap->ItemOfType(types.scene, scene.out()))) scene.clear();
-    timeStart = readSetupDouble(setupChannels.get(), scene.get(), qvChanCurrentStart);
-    timeEnd = readSetupDouble(setupChannels.get(), scene.get(), qvChanCurrentEnd);
-    const double fps = readSetupDouble(setupChannels.get(), scene.get(), qvChanFps);
+    timeStart = ReadChannelDouble(setupChannels.get(), scene.get(), qvChanCurrentStart, 0.0);
+    timeEnd = ReadChannelDouble(setupChannels.get(), scene.get(), qvChanCurrentEnd, 0.0);
+    const double fps = ReadChannelDouble(setupChannels.get(), scene.get(), qvChanFps, 0.0);
     sampleRate = sampleAnimFpsMultiplier == optionOn ? fps * 2.0 : fps;
 }
 
@@ -126,35 +112,29 @@ void GltfSaver::WarnOrWidenTimeRange(IQvItem* item, double& minimum, double& max
         IQvSceneService* service = SceneService();
         if (QvFailed(item->ItemType(&type))) type = 0;
         if (!service || QvFailed(service->ItemTypeName(type, &typeName))) typeName = nullptr;
-        const uint32_t channels = channelCountOf(item);
+        const uint32_t channels = ItemChannelCount(item);
         int32_t animated = 0;
         for (uint32_t c = 0; c < channels; ++c)
-            if (setupChannels && setupChannels->IsAnimated(item, c) == qvOk) ++animated;
+            if (ChannelIsAnimated(setupChannels.get(), item, int32_t(c))) ++animated;
         if (channels != 0 && animated != 0)
             log.LogWarning(
                 "Unable to get time range for item:%s, type:%s (%d) with %d animated channels",
                 name, typeName ? typeName : "", int(type), animated);
         return;
     }
-    CQvUser_Locator locator;
-    if (locator.bind(item)) {
-        const QvTransformKind kinds[3] = {qvXfrmTranslation, qvXfrmRotation, qvXfrmScale};
-        for (const QvTransformKind kind : kinds) {
-            CQvUser_Item transform;
-            if (QvFailed(locator->TransformItem(kind, transform.out())) || !transform) continue;
-            for (const int32_t channel : {chanX, chanY, chanZ})
-                UpdateTimeRange(editChannels.get(), transform.get(), channel, minimum, maximum);
-        }
+    for (const CQvUser_Item& transform : OwnTransformItems(item)) {
+        if (!transform) continue;
+        for (const int32_t channel : {chanX, chanY, chanZ})
+            UpdateTimeRange(editChannels.get(), transform.get(), channel, minimum, maximum);
     }
-    for (uint32_t c = 0, count = channelCountOf(item); c < count; ++c)
+    for (uint32_t c = 0, count = ItemChannelCount(item); c < count; ++c)
         UpdateTimeRange(editChannels.get(), item, int32_t(c), minimum, maximum);
 }
 
 // Widens [minimum, maximum] by the first and last keys of one channel's envelope.
 bool GltfSaver::UpdateTimeRange(IQvChannelRead* channels, IQvItem* item, int32_t channel,
                                 double& minimum, double& maximum) {
-    if (!channels || channel < 0 || channels->IsAnimated(item, uint32_t(channel)) != qvOk)
-        return false;
+    if (!ChannelIsAnimated(channels, item, channel)) return false;
     CQvUser_Envelope envelope;
     CQvUser_Keyframe keys;
     double first = 0.0, last = 0.0;

@@ -9,16 +9,10 @@
 
 namespace {
 
-// The host answers qvOk for a channel with an envelope in the reader's action.
-bool channelIsAnimated(IQvChannelRead* channels, IQvItem* item, int32_t channel) {
-    return channels && item && channel >= 0 &&
-           channels->IsAnimated(item, uint32_t(channel)) == qvOk;
-}
-
 bool anyAxisAnimated(IQvChannelRead* channels, IQvItem* transform, int32_t x, int32_t y,
                      int32_t z) {
-    return channelIsAnimated(channels, transform, x) || channelIsAnimated(channels, transform, y) ||
-           channelIsAnimated(channels, transform, z);
+    return ChannelIsAnimated(channels, transform, x) || ChannelIsAnimated(channels, transform, y) ||
+           ChannelIsAnimated(channels, transform, z);
 }
 
 void appendKey(SampleSlot& slot, double time, const GltfVec4& value) {
@@ -31,17 +25,6 @@ void appendKey(SampleSlot& slot, double time, const GltfVec4& value) {
 double rowLength(const Matrix4& m, int row) {
     const double* r = &m[size_t(row) * 4];
     return std::sqrt(r[0] * r[0] + r[1] * r[1] + r[2] * r[2]);
-}
-
-// The locator's own transform items, in the order translation, rotation, scale.
-std::array<CQvUser_Item, 3> ownTransformItems(IQvItem* item) {
-    std::array<CQvUser_Item, 3> transforms;
-    CQvUser_Locator locator;
-    if (!locator.bind(item)) return transforms;
-    const QvTransformKind kinds[3] = {qvXfrmTranslation, qvXfrmRotation, qvXfrmScale};
-    for (size_t i = 0; i < 3; ++i)
-        if (QvFailed(locator->TransformItem(kinds[i], transforms[i].out()))) transforms[i].clear();
-    return transforms;
 }
 
 } // namespace
@@ -108,7 +91,7 @@ void GltfSaver::AddSampledItem(IQvItem* item, GltfNode* node, IQvChannelRead* ch
     if (links.wsclLinks != 0) sample(&SampleRecord::sampleScale);
 
     if (!inIk && links.drivenCount == 0) {
-        const std::array<CQvUser_Item, 3> transforms = ownTransformItems(item);
+        const std::array<CQvUser_Item, 3> transforms = OwnTransformItems(item);
         bool SampleRecord::*slots[3] = {&SampleRecord::sampleTranslation,
                                         &SampleRecord::sampleRotation, &SampleRecord::sampleScale};
         uint32_t moved = 0;

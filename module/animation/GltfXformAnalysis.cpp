@@ -45,9 +45,8 @@ uint32_t GltfSaver::ChannelDriverCount(IQvItem* item, int32_t channel) {
 
 // Counts and names the item's own channels that links drive.
 uint32_t GltfSaver::DrivenChannelCount(IQvItem* item) {
-    uint32_t channels = 0, driven = 0;
-    if (!item || QvFailed(item->ChannelCount(&channels))) return 0;
-    for (uint32_t c = 0; c < channels; ++c) {
+    uint32_t driven = 0;
+    for (uint32_t c = 0, channels = ItemChannelCount(item); c < channels; ++c) {
         if (ChannelDriverCount(item, int32_t(c)) == 0) continue;
         ++driven;
         log.LogInfo("   Driven channel:%s", channelNameOf(item, c));
@@ -59,9 +58,8 @@ uint32_t GltfSaver::DrivenChannelCount(IQvItem* item) {
 // channel by asking the locator with the transform's channel number, so it often shows another
 // channel's name.
 uint32_t GltfSaver::DrivenTransformChannelCount(IQvItem* locator, IQvItem* transform) {
-    uint32_t channels = 0, driven = 0;
-    if (!transform || QvFailed(transform->ChannelCount(&channels))) return 0;
-    for (uint32_t c = 0; c < channels; ++c) {
+    uint32_t driven = 0;
+    for (uint32_t c = 0, channels = ItemChannelCount(transform); c < channels; ++c) {
         if (ChannelDriverCount(transform, int32_t(c)) == 0) continue;
         ++driven;
         log.LogInfo("   Driven xform channel:%s.%s", ItemNameOrEmpty(transform),
@@ -110,11 +108,8 @@ QvResult GltfSaver::AnalyseXform(IQvItem* item, XformAnalysis& out) {
         log.LogInfo("   !!! No locator !!!");
         return qvNoLocator;
     }
-    CQvUser_Item translation, rotation, scale;
-    locator->TransformItem(qvXfrmTranslation, translation.out());
-    locator->TransformItem(qvXfrmRotation, rotation.out());
-    locator->TransformItem(qvXfrmScale, scale.out());
-    OwnTransforms own{translation.get(), rotation.get(), scale.get()};
+    const std::array<CQvUser_Item, 3> transforms = OwnTransformItems(item);
+    const OwnTransforms own{transforms[0].get(), transforms[1].get(), transforms[2].get()};
 
     out.wposLinks = ChannelDriverCount(item, chanWposMatrix);
     out.wrotLinks = ChannelDriverCount(item, chanWrotMatrix);

@@ -261,11 +261,6 @@ void GltfSaver::CreateGraphSkin(GltfMesh* mesh, CQvUser_Item& item, CQvUser_Mesh
 
 // The name of the deformer's weight map: its "name" channel when its "type" channel says 1.
 std::string GltfSaver::WeightMapNameOf(IQvItem* deformer) {
-    const int32_t typeChannel = ChannelIndexOf(deformer, qvChanType);
-    int32_t type = 0;
-    if (typeChannel < 0 || !editChannels ||
-        QvFailed(editChannels->ReadInteger(deformer, uint32_t(typeChannel), &type)) ||
-        type != qvInfluenceWeightMap)
-        return std::string();
+    if (ReadEditInt(deformer, qvChanType, 0) != qvInfluenceWeightMap) return std::string();
     return ReadChannelString(editChannels.get(), deformer, qvChanName);
 }

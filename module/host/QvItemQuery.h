@@ -4,6 +4,7 @@
 
 #include "host/CQvUser.h"
 
+#include <array>
 #include <string>
 #include <vector>
 
@@ -57,6 +58,37 @@ inline std::string ReadChannelString(IQvChannelRead* channels, IQvItem* item, co
     return value;
 }
 
+// A number channel through `channels`; `fallback` when the item has no such channel or it cannot
+// be read.
+inline int32_t ReadChannelInt(IQvChannelRead* channels, IQvItem* item, const char* channel,
+                              int32_t fallback) {
+    const int32_t index = ChannelIndexOf(item, channel);
+    int32_t value = fallback;
+    if (index < 0 || !channels || QvFailed(channels->ReadInteger(item, uint32_t(index), &value)))
+        return fallback;
+    return value;
+}
+inline double ReadChannelDouble(IQvChannelRead* channels, IQvItem* item, const char* channel,
+                                double fallback) {
+    const int32_t index = ChannelIndexOf(item, channel);
+    double value = fallback;
+    if (index < 0 || !channels || QvFailed(channels->ReadDouble(item, uint32_t(index), &value)))
+        return fallback;
+    return value;
+}
+
+// Whether the channel has keys in the reader's action: the host answers qvOk for that.
+inline bool ChannelIsAnimated(IQvChannelRead* channels, IQvItem* item, int32_t channel) {
+    return channels && item && channel >= 0 &&
+           channels->IsAnimated(item, uint32_t(channel)) == qvOk;
+}
+
+inline uint32_t ItemChannelCount(IQvItem* item) {
+    uint32_t count = 0;
+    if (!item || QvFailed(item->ChannelCount(&count))) return 0;
+    return count;
+}
+
 inline bool ItemParentOf(IQvItem* item, CQvUser_Item& parent) {
     parent.clear();
     return item && QvSucceeded(item->Parent(parent.out())) && parent.test();
@@ -66,6 +98,18 @@ inline uint32_t ItemChildCount(IQvItem* item) {
     uint32_t count = 0;
     if (!item || QvFailed(item->SubCount(&count))) return 0;
     return count;
+}
+
+// A locator's own transform items, in the order translation, rotation, scale; unbound where the
+// locator has none, all unbound for an item that is no locator.
+inline std::array<CQvUser_Item, 3> OwnTransformItems(IQvItem* item) {
+    std::array<CQvUser_Item, 3> transforms;
+    CQvUser_Locator locator;
+    if (!locator.bind(item)) return transforms;
+    const QvTransformKind kinds[3] = {qvXfrmTranslation, qvXfrmRotation, qvXfrmScale};
+    for (size_t i = 0; i < 3; ++i)
+        if (QvFailed(locator->TransformItem(kinds[i], transforms[i].out()))) transforms[i].clear();
+    return transforms;
 }
 
 // The selected items of type "item", in the host's order.

@@ -9,20 +9,11 @@
 #include <algorithm>
 
 int32_t GltfSaver::ReadEditInt(IQvItem* item, const char* channel, int32_t fallback) {
-    int32_t index = ChannelIndexOf(item, channel), value = fallback;
-    if (index < 0 || !editChannels ||
-        QvFailed(editChannels->ReadInteger(item, uint32_t(index), &value)))
-        return fallback;
-    return value;
+    return ReadChannelInt(editChannels.get(), item, channel, fallback);
 }
 
 double GltfSaver::ReadEditDouble(IQvItem* item, const char* channel, double fallback) {
-    int32_t index = ChannelIndexOf(item, channel);
-    double value = fallback;
-    if (index < 0 || !editChannels ||
-        QvFailed(editChannels->ReadDouble(item, uint32_t(index), &value)))
-        return fallback;
-    return value;
+    return ReadChannelDouble(editChannels.get(), item, channel, fallback);
 }
 
 std::string GltfSaver::ReadEditString(IQvItem* item, const char* channel) {
