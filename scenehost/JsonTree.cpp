@@ -3,6 +3,7 @@
 #include "gltfio_json.h"
 
 #include <memory>
+#include <unordered_map>
 
 namespace scenehost {
 
@@ -71,7 +72,7 @@ public:
     bool Key(const char* s, rapidjson::SizeType length, bool) {
         size_t at = Start();
         std::string name(s, length);
-        if (const JsonMember* first = open_.back().Find(name)) {
+        if (const JsonMember* first = FindMember(name)) {
             TextPosition pos = PositionOf(text_, first->nameOffset);
             error_ = std::make_unique<JsonError>(
                 at, "duplicate member '" + name + "' (first at line " + std::to_string(pos.line) +
@@ -121,17 +122,40 @@ private:
         JsonNode node;
         node.kind = kind;
         node.offset = Start();
-        Mark();
+        if (open_.size() >= kMaxJsonDepth) {
+            error_ = std::make_unique<JsonError>(
+                node.offset, "arrays and objects nest deeper than " +
+                                 std::to_string(kMaxJsonDepth) + " levels here");
+            return false;
+        }
+        // The iterative reader reports a bracket before it takes it: what follows starts after
+        // the bracket whichever reader ran.
+        mark_ = node.offset + 1;
         open_.push_back(std::move(node));
+        memberIndex_.emplace_back();
         return true;
     }
 
     bool Close() {
-        Mark();
+        mark_ = Start() + 1; // past the closing bracket, taken or not
         JsonNode node = std::move(open_.back());
         open_.pop_back();
+        memberIndex_.pop_back();
         Attach(std::move(node));
         return true;
+    }
+
+    // The member of the innermost open object named `name`, if any. A short object is searched
+    // in place; a long one gets an index, so that a file with a million members in one object
+    // is read in linear time rather than checked pair by pair.
+    const JsonMember* FindMember(const std::string& name) {
+        const std::vector<JsonMember>& members = open_.back().members;
+        std::unordered_map<std::string, size_t>& index = memberIndex_.back();
+        if (members.size() < kIndexedMembers) return open_.back().Find(name);
+        for (size_t i = index.size(); i < members.size(); ++i)
+            index.emplace(members[i].name, i);
+        auto found = index.find(name);
+        return found == index.end() ? nullptr : &members[found->second];
     }
 
     void Attach(JsonNode node) {
@@ -149,7 +173,9 @@ private:
     const std::string& text_;
     const TrackedStream& stream_;
     size_t mark_ = 0;
+    static constexpr size_t kIndexedMembers = 32;
     std::vector<JsonNode> open_;
+    std::vector<std::unordered_map<std::string, size_t>> memberIndex_; // one per open value
     std::vector<PendingKey> keys_;
     JsonNode root_;
     std::unique_ptr<JsonError> error_;
@@ -204,7 +230,8 @@ JsonNode ParseJson(const std::string& text) {
     TreeBuilder builder(text, stream);
     rapidjson::Reader reader;
     rapidjson::ParseResult ok =
-        reader.Parse<rapidjson::kParseValidateEncodingFlag>(stream, builder);
+        reader.Parse<rapidjson::kParseValidateEncodingFlag | rapidjson::kParseIterativeFlag>(
+            stream, builder);
     if (!ok && builder.Error()) throw *builder.Error();
     if (!ok) throw JsonError(ok.Offset(), ParseErrorText(ok.Code()));
     // A NUL inside the text ends RapidJSON's reading early; what follows must not pass silently.

@@ -49,8 +49,13 @@ private:
     size_t offset_;
 };
 
-// Parses `text`; throws JsonError at the fault for broken JSON, duplicate member names and
-// invalid UTF-8.
+// How deep arrays and objects may nest. A scene file builds its hierarchy from "parent"
+// references, so its JSON never needs more than about ten levels; the limit keeps a hostile
+// file from building a tree that recursion (the tree's own destructor included) cannot walk.
+constexpr size_t kMaxJsonDepth = 256;
+
+// Parses `text` without recursion; throws JsonError at the fault for broken JSON, nesting deeper
+// than kMaxJsonDepth, duplicate member names and invalid UTF-8.
 JsonNode ParseJson(const std::string& text);
 
 // 1-based line and column of a byte offset; columns count characters, not bytes.

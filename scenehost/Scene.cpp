@@ -22,10 +22,16 @@ Scene::~Scene() = default;
 
 // ---- Builder --------------------------------------------------------------------------------
 
+bool IsUserIdent(const std::string& ident) {
+    for (char c : ident)
+        if (static_cast<unsigned char>(c) < 0x20 || c == '\x7f') return false;
+    return !ident.empty();
+}
+
 std::string Scene::NewIdent(const std::string& type) {
     std::string ident;
     do
-        ident = type + std::to_string(++identCounters_[type]);
+        ident = type + kMadeIdentMark + std::to_string(++identCounters_[type]);
     while (byIdent_.count(ident));
     return ident;
 }

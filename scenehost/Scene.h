@@ -22,6 +22,15 @@ namespace scenehost {
 class ItemGraph;
 class ChannelGraph;
 
+// The character that joins the parts of an ident the scene host makes itself (AddItem, and so a
+// locator's own transform items). Scene files refuse control characters in ids, so a user's id
+// can never meet one of these, whichever is made first.
+constexpr char kMadeIdentMark = '\x1f';
+
+// Whether a user may give an item this ident: not empty, and no control character, which would
+// hide in messages and, as a NUL, cut short the ident a plug-in reads.
+bool IsUserIdent(const std::string& ident);
+
 class Scene final : public Owned<IQvScene> {
 public:
     explicit Scene(Observation& observation);
@@ -29,7 +38,7 @@ public:
 
     // ---- Builder ----
     // Adds an item of a known type (throws std::invalid_argument otherwise) as the last child of
-    // `parent`, or at the top. Its ident is made from the type ("mesh1", "mesh2", ...).
+    // `parent`, or at the top. Its ident is the type, kMadeIdentMark and a count of that type.
     Item& AddItem(const std::string& type, const std::string& name, Item* parent = nullptr);
     Item& AddItem(const std::string& type, const std::string& name, Item& parent);
     // The same with a chosen ident (unique: throws if taken), as scene files give them.

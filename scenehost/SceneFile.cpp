@@ -3,13 +3,12 @@
 #include "JsonTree.h"
 #include "MeshData.h"
 #include "SceneFileMesh.h"
+#include "SceneFileSource.h"
 #include "SceneHost.h"
 
 #include <filesystem>
-#include <fstream>
 #include <initializer_list>
 #include <limits>
-#include <sstream>
 
 namespace scenehost {
 
@@ -144,7 +143,8 @@ std::vector<double> SceneReader::Numbers(const JsonNode& node, size_t count,
 
 Item& SceneReader::Ref(const JsonNode& idNode) const {
     const std::string& id = Text(idNode, "an item reference");
-    Item* item = scene_.FindIdent(id);
+    // An id no user may give names none of the items the host made itself.
+    Item* item = IsUserIdent(id) ? scene_.FindIdent(id) : nullptr;
     if (!item) Fail(idNode, "no item with id '" + id + "'");
     return *item;
 }
@@ -267,6 +267,7 @@ void SceneReader::CreateItem(const JsonNode& node) {
     const std::string& ident = Text(id->value, "\"id\"");
     const std::string& typeName = Text(type->value, "\"type\"");
     if (ident.empty()) Fail(id->value, "an id must not be empty");
+    if (!IsUserIdent(ident)) Fail(id->value, "an id must not hold control characters");
     if (Item* taken = scene_.FindIdent(ident))
         Fail(id->value, "id '" + ident + "' is taken" +
                             (taken == &scene_.SceneItem() ? " by the scene item" : ""));
@@ -568,6 +569,8 @@ void SceneReader::ReadImage(Item& item, const JsonNode& image) {
     if (text.empty()) Fail(image, "an image path must not be empty");
     std::filesystem::path path(text);
     if (path.is_relative() && !baseDir_.empty()) path = std::filesystem::path(baseDir_) / path;
+    std::string problem = ImageFileProblem(path.string());
+    if (!problem.empty()) Fail(image, "image '" + text + "' " + problem);
     Guard(image, [&] { item.SetImage(path.generic_string()); });
 }
 
@@ -683,16 +686,16 @@ bool LoadSceneText(SceneHost& host, const std::string& text, const std::string& 
     }
 }
 
-bool LoadSceneFile(SceneHost& host, const std::string& path, std::string* error) {
-    std::ifstream in(path, std::ios::binary);
-    if (!in) {
-        if (error) *error = path + ": cannot read the scene file";
-        return false;
-    }
-    std::ostringstream text;
-    text << in.rdbuf();
+bool LoadSceneFile(SceneHost& host, const std::string& path, uint64_t maxBytes,
+                   std::string* error) {
+    std::string text;
+    if (!ReadSceneBytes(path, maxBytes, &text, error)) return false;
     std::string baseDir = std::filesystem::path(path).parent_path().generic_string();
-    return LoadSceneText(host, text.str(), path, baseDir, error);
+    return LoadSceneText(host, text, path, baseDir, error);
+}
+
+bool LoadSceneFile(SceneHost& host, const std::string& path, std::string* error) {
+    return LoadSceneFile(host, path, kDefaultMaxSceneSize, error);
 }
 
 } // namespace scenehost

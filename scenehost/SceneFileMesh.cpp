@@ -4,10 +4,12 @@
 #include "MeshData.h"
 #include "MeshGenerate.h"
 
+#include <algorithm>
 #include <cfloat>
 #include <cmath>
 #include <initializer_list>
 #include <string>
+#include <unordered_set>
 #include <vector>
 
 namespace scenehost {
@@ -15,6 +17,8 @@ namespace scenehost {
 namespace {
 
 using Kind = JsonNode::Kind;
+
+constexpr size_t kSearchedPolygonSize = 16;
 
 [[noreturn]] void Fail(const JsonNode& at, const std::string& what) {
     throw JsonError(at.offset, what);
@@ -93,10 +97,16 @@ void ReadPolygon(MeshData& mesh, const JsonNode& polygon) {
         Fail(*list,
              "a polygon needs at least 3 points, not " + std::to_string(list->elements.size()));
     std::vector<uint32_t> points;
+    // A small polygon is searched in place; a set keeps a polygon of a million points from
+    // taking its square in time.
+    std::unordered_set<uint32_t> seen;
     for (const JsonNode& e : list->elements) {
         uint32_t point = IndexBelow(e, mesh.PointCount(), "point", "points");
-        for (uint32_t seen : points)
-            if (seen == point) Fail(e, "a polygon has point " + std::to_string(point) + " twice");
+        if (points.size() == kSearchedPolygonSize) seen.insert(points.begin(), points.end());
+        bool twice = points.size() < kSearchedPolygonSize
+                         ? std::find(points.begin(), points.end(), point) != points.end()
+                         : !seen.insert(point).second;
+        if (twice) Fail(e, "a polygon has point " + std::to_string(point) + " twice");
         points.push_back(point);
     }
     const char* tags[2] = {nullptr, nullptr};

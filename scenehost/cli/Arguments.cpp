@@ -1,12 +1,14 @@
 #include "Arguments.h"
 
+#include <cstdint>
+
 namespace qvhost {
 
 const char* Usage() {
     return "usage:\n"
            "  qvhost save SCENE OUTPUT [--saver NAME] [--set NAME=VALUE]... [--log FILE] "
            "[--monitor]\n"
-           "                           [--plugin PATH]\n"
+           "                           [--plugin PATH] [--max-scene-size BYTES]\n"
            "  qvhost servers [--plugin PATH]\n"
            "  qvhost options [--config FILE] [NAME=VALUE]... [--stream FILE] [--read-stream "
            "FILE]\n";
@@ -25,6 +27,27 @@ bool TakeValue(const std::vector<std::string>& args, size_t* i, std::string* val
     return true;
 }
 
+// A byte count, optionally with K, M or G (powers of 1024); positive, and no more than 64 bits.
+bool ParseByteCount(const std::string& text, uint64_t* bytes) {
+    size_t digits = 0;
+    uint64_t value = 0;
+    for (; digits < text.size() && text[digits] >= '0' && text[digits] <= '9'; ++digits) {
+        if (value > (UINT64_MAX - 9) / 10) return false;
+        value = value * 10 + static_cast<uint64_t>(text[digits] - '0');
+    }
+    if (digits == 0 || text.size() > digits + 1 || value == 0) return false;
+    int shift = 0;
+    if (text.size() == digits + 1) {
+        const std::string suffixes = "KMG";
+        size_t at = suffixes.find(text.back());
+        if (at == std::string::npos) return false;
+        shift = 10 * static_cast<int>(at + 1);
+    }
+    if (value > (UINT64_MAX >> shift)) return false;
+    *bytes = value << shift;
+    return true;
+}
+
 bool ParseSave(const std::vector<std::string>& args, Arguments* out, std::string* error) {
     std::vector<std::string> positional;
     for (size_t i = 1; i < args.size(); ++i) {
@@ -32,6 +55,14 @@ bool ParseSave(const std::vector<std::string>& args, Arguments* out, std::string
         std::string value;
         if (a == "--monitor") {
             out->monitor = true;
+        } else if (a == "--max-scene-size") {
+            if (!TakeValue(args, &i, &value, error)) return false;
+            if (!ParseByteCount(value, &out->maxSceneSize)) {
+                *error = "--max-scene-size takes a positive byte count, optionally with K, M or "
+                         "G, not '" +
+                         value + "'";
+                return false;
+            }
         } else if (a == "--saver" || a == "--log" || a == "--plugin" || a == "--set") {
             if (!TakeValue(args, &i, &value, error)) return false;
             if (a == "--saver") out->saver = value;

@@ -1,11 +1,14 @@
 // The command line of qvhost, parsed into one record per command.
 //
 //   qvhost save SCENE OUTPUT [--saver NAME] [--set NAME=VALUE]... [--log FILE] [--monitor]
-//                            [--plugin PATH]
+//                            [--plugin PATH] [--max-scene-size BYTES]
 //   qvhost servers [--plugin PATH]
 //   qvhost options [--config FILE] [NAME=VALUE]... [--stream FILE] [--read-stream FILE]
 #pragma once
 
+#include "SceneFile.h"
+
+#include <cstdint>
 #include <string>
 #include <utility>
 #include <vector>
@@ -25,6 +28,7 @@ struct Arguments {
     std::string logFile;
     bool monitor = false;
     std::string plugin; // --plugin; empty: QVHOST_PLUGIN, then gltfio.qv beside qvhost
+    uint64_t maxSceneSize = scenehost::kDefaultMaxSceneSize; // --max-scene-size, in bytes
     std::string config;
     std::vector<std::string> optionSettings;
     std::string streamOut; // --stream: the load options' stream form written here

@@ -81,7 +81,8 @@ void ReportMonitor(const SceneHost& host) {
 int RunSave(const Arguments& args) {
     SceneHost host;
     std::string error;
-    if (!scenehost::LoadSceneFile(host, args.scene, &error)) return Refuse(error);
+    if (!scenehost::LoadSceneFile(host, args.scene, args.maxSceneSize, &error))
+        return Refuse(error);
     for (const auto& [name, value] : args.userValues)
         SetUserValue(host, name, value);
 

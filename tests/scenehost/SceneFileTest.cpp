@@ -6,7 +6,11 @@
 #include "support/TestFiles.h"
 
 #include <cmath>
+#include <cstdlib>
+#include <fcntl.h>
 #include <filesystem>
+#include <sys/stat.h>
+#include <sys/wait.h>
 
 using namespace scenehost;
 using namespace hosttest;
@@ -169,6 +173,113 @@ TEST(SceneFile, ImagesAreFoundBesideTheFileAndAMissingFileIsNamed) {
 
     EXPECT_FALSE(LoadSceneFile(host, "/nonexistent/scene.json", &error));
     EXPECT_EQ(error, "/nonexistent/scene.json: cannot read the scene file");
+}
+
+TEST(SceneFile, PathsThatAreNotRegularFilesAreRefusedBeforeTheyAreRead) {
+    testsupport::ScratchDir scratch;
+    const std::string dir = scratch.dir.string(), fifo = scratch.Path("fifo").string();
+    ASSERT_EQ(::mkfifo(fifo.c_str(), 0600), 0);
+    testsupport::WriteBytes(scratch.Path("big.json"), "{\"items\": [ ]}");
+    SceneHost host;
+    std::string error;
+    for (const std::string& path : {dir, fifo, std::string("/dev/zero")}) {
+        EXPECT_FALSE(LoadSceneFile(host, path, &error));
+        EXPECT_EQ(error, path + ": cannot read the scene file: it " +
+                             (path == dir    ? "is a directory"
+                              : path == fifo ? "is not a regular file but a FIFO"
+                                             : "is not a regular file but a character device"));
+    }
+    const std::string big = scratch.Path("big.json").string();
+    EXPECT_FALSE(LoadSceneFile(host, big, 13, &error));
+    EXPECT_EQ(error, big + ": cannot read the scene file: it is 14 bytes, more than the limit of "
+                           "13 bytes (--max-scene-size raises it)");
+    EXPECT_TRUE(LoadSceneFile(host, big, 14, &error)) << error;
+    // qvhost takes its limit from --max-scene-size; a refusal exits 2.
+    const std::pair<const char*, std::string> limits[] = {
+        {"13", "is 14 bytes, more than the limit of 13 bytes"},
+        {"1K", "qvhost: cannot load plug-in /nonexistent"},
+        {"0", "--max-scene-size takes a positive byte count"},
+        {"1X", "--max-scene-size takes"},
+        {"99999999999999999999", "--max-scene-size takes"}};
+    for (const auto& [limit, message] : limits) {
+        const std::string err = scratch.Path("err").string();
+        int status =
+            std::system((std::string(GLTFIO_QVHOST_PATH) + " save " + big + " " + dir +
+                         "/x.glb --plugin /nonexistent --max-scene-size " + limit + " 2> " + err)
+                            .c_str());
+        EXPECT_EQ(WEXITSTATUS(status), 2) << limit;
+        EXPECT_NE(testsupport::ReadBytes(err).find(message), std::string::npos) << limit;
+    }
+
+    // Image paths are looked at, not read; a missing image stays the plug-in's to report.
+    const std::string sparse = scratch.Path("huge.png").string();
+    int fd = ::open(sparse.c_str(), O_CREAT | O_WRONLY, 0600);
+    bool bigFile = fd >= 0 && ::ftruncate(fd, off_t(1) << 32) == 0;
+    if (fd >= 0) ::close(fd);
+    const std::string head = R"({"items": [{"id": "i", "type": "imageMap", "image": ")";
+    for (const std::string& image : {dir, fifo, std::string("/dev/zero"), sparse}) {
+        if (image == sparse && !bigFile) continue;
+        SceneHost fresh;
+        std::string expected = image == dir    ? "is a directory"
+                               : image == fifo ? "is not a regular file but a FIFO"
+                               : image == sparse
+                                   ? "is 4294967296 bytes; image files must be smaller than 4 GiB"
+                                   : "is not a regular file but a character device";
+        EXPECT_EQ(Load(fresh, head + image + "\"}]}"), "s.json:1:" + std::to_string(head.size()) +
+                                                           ": image '" + image + "' " + expected);
+    }
+    if (!bigFile) GTEST_SKIP() << "no sparse 4 GiB file here";
+}
+
+TEST(SceneFile, HostileShapesAreRefusedOrReadInLinearTime) {
+    SceneHost host;
+    // Nesting: 256 levels parse (and are refused as no object), 257 and a million are refused
+    // where the 257th opens, without recursion.
+    auto nested = [](const std::string& open, const std::string& close, size_t depth) {
+        std::string text;
+        for (size_t i = 0; i < depth; ++i)
+            text += open;
+        for (size_t i = 0; i < depth; ++i)
+            text += close;
+        return text;
+    };
+    const std::string deeper = "arrays and objects nest deeper than 256 levels here";
+    EXPECT_EQ(Load(host, nested("[", "]", 256)),
+              "s.json:1:1: a scene file must be an object, not an array");
+    EXPECT_EQ(Load(host, nested("[", "]", 257)), "s.json:1:257: " + deeper);
+    EXPECT_EQ(Load(host, nested("[", "]", 1000000)), "s.json:1:257: " + deeper);
+    EXPECT_EQ(Load(host, nested("{\"a\":", "}", 1000000)), "s.json:1:1281: " + deeper);
+
+    // Ids the host makes for its own items never take a user's id, nor does a user's id reach
+    // them; a control character, which would hide in messages, is refused.
+    ASSERT_EQ(
+        Load(host,
+             R"({"items": [{"id": "a", "type": "locator", "transform": {"position": [1, 2, 3]}},
+      {"id": "translation1", "type": "translation"}, {"id": "mesh1", "type": "mesh"}]})"),
+        "");
+    Item& own = host.Scene().FindIdent("a")->OwnTransform(qvXfrmTranslation);
+    EXPECT_NE(&own, host.Scene().FindIdent("translation1"));
+    EXPECT_EQ(Load(host, R"({"items": [{"id": "b\u001f1", "type": "mesh"}]})"),
+              "s.json:1:19: an id must not hold control characters");
+    EXPECT_EQ(Load(host, R"({"selection": ["translation\u001f1"]})"),
+              "s.json:1:16: no item with id '" + own.Ident() + "'");
+
+    // An object of 200000 members, or a polygon of 200000 points, cost no square of their count.
+    std::string values = "{\"userValues\": {", points, polygon;
+    for (int i = 0; i < 200000; ++i)
+        values += (i ? ",\"v" : "\"v") + std::to_string(i) + "\": 1";
+    EXPECT_EQ(Load(host, values + ", \"v7\": 2}}"),
+              "s.json:1:" + std::to_string(values.size() + 3) +
+                  ": duplicate member 'v7' (first at line 1, column " +
+                  std::to_string(values.find("\"v7\"") + 1) + ")");
+    for (int i = 0; i < 200000; ++i) {
+        points += std::string(i ? ", " : "") + "[" + std::to_string(i) + ", 0, 0]";
+        polygon += std::string(i ? ", " : "") + std::to_string(i);
+    }
+    SceneHost meshHost;
+    EXPECT_EQ(Load(meshHost, R"({"items": [{"id": "m", "type": "mesh", "mesh": {"points": [)" +
+                                 points + "], \"polygons\": [[" + polygon + "]]}}]}"),
+              "");
 }
 
 TEST(SceneFile, DeformGroupsGiveTheirMeshesJointsAndLocators) {
