@@ -3,7 +3,9 @@
 // file's size and the memory the save added on top of the scene.
 //
 //   save_bench [TRIANGLES...] [--runs N] [--out DIR]   meshes of a grid, triangles per second
-//   save_bench --animated ITEMS STEPS [--runs N]         keyed locators sampled over STEPS steps
+//   save_bench --animated ITEMS STEPS [--depth D] [--runs N]
+//                                                       keyed locators sampled over STEPS steps,
+//                                                       in chains of D (1: side by side)
 #include "MeshData.h"
 #include "MeshGenerate.h"
 #include "ModuleHost.h"
@@ -52,12 +54,16 @@ void BuildGrid(scenehost::SceneHost& host, uint32_t triangles) {
 }
 
 // `items` locators side by side, each with its position and rotation keyed every second; the
-// scene's current range at 30 fps gives `steps` samples.
-void BuildAnimated(scenehost::SceneHost& host, uint32_t items, uint32_t steps) {
+// scene's current range at 30 fps gives `steps` samples. With `depth` above 1 each item is the
+// child of the one before, in chains of that many.
+void BuildAnimated(scenehost::SceneHost& host, uint32_t items, uint32_t steps, uint32_t depth) {
     auto& scene = host.Scene();
     scene.SceneItem().Set("fps", 30.0).Set("currentS", 0.0).Set("currentE", (steps - 1) / 30.0);
+    scenehost::Item* previous = nullptr;
     for (uint32_t i = 0; i < items; ++i) {
-        auto& item = scene.AddItem("locator", "Item" + std::to_string(i));
+        auto& item =
+            scene.AddItem("locator", "Item" + std::to_string(i), i % depth ? previous : nullptr);
+        previous = &item;
         for (uint32_t second = 0; second <= steps / 30 + 1; ++second) {
             item.Key("pos.Y", second, double((second + i) % 3));
             item.Key("rot.Z", second, 0.1 * double(second + i));
@@ -106,7 +112,7 @@ Result BenchmarkSave(Build build, const std::string& name, int runs, const std::
 int main(int argc, char** argv) {
     std::vector<uint32_t> sizes;
     int runs = 5;
-    uint32_t animatedItems = 0, animatedSteps = 0;
+    uint32_t animatedItems = 0, animatedSteps = 0, animatedDepth = 1;
     std::string dir = std::filesystem::temp_directory_path().string();
     for (int i = 1; i < argc; ++i) {
         std::string arg = argv[i];
@@ -117,12 +123,16 @@ int main(int argc, char** argv) {
         else if (arg == "--animated" && i + 2 < argc) {
             animatedItems = uint32_t(std::strtoul(argv[++i], nullptr, 10));
             animatedSteps = std::max(1ul, std::strtoul(argv[++i], nullptr, 10));
-        } else
+        } else if (arg == "--depth" && i + 1 < argc)
+            animatedDepth = std::max(1ul, std::strtoul(argv[++i], nullptr, 10));
+        else
             sizes.push_back(uint32_t(std::strtoul(arg.c_str(), nullptr, 10)));
     }
     if (animatedItems != 0) {
         Result r = BenchmarkSave(
-            [&](scenehost::SceneHost& host) { BuildAnimated(host, animatedItems, animatedSteps); },
+            [&](scenehost::SceneHost& host) {
+                BuildAnimated(host, animatedItems, animatedSteps, animatedDepth);
+            },
             "animated", runs, dir);
         std::printf("%8s %8s %10s %10s %12s %10s\n", "items", "steps", "best s", "median s",
                     "keys/s", "file KiB");

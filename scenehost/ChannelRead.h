@@ -47,6 +47,10 @@ public:
     Mode ReadMode() const { return mode_; }
     const std::string& Action() const { return action_; }
     double Time() const { return time_; }
+    Scene& Owner() const { return scene_; }
+    // The actions asked (Scene::ActionId), first hit wins: with the mode and the time, all that
+    // decides what the reader answers for a scene as it stands.
+    const std::vector<uint32_t>& Chain() const { return chain_; }
     // The value of a channel of `item`; `channel` must be below the item's channel count. A held
     // value comes back as it is; a number worked out here (from keys or a driver) is put in
     // `scratch`, which is returned then, so the result lives as long as both.

@@ -147,6 +147,7 @@ Item& Item::Key(const std::string& channel, double time, double value, const std
 }
 
 ChannelSlot& Item::SlotFor(const std::string& action, uint32_t channel) {
+    MarkTransformsStale(); // the caller changes the slot
     const uint32_t id = scene_.ActionId(action);
     for (ActionSlots& held : slots_)
         if (held.action == id) return held.channels[channel];
@@ -186,6 +187,7 @@ void Item::AddLink(const std::string& graph, Item& to) {
 }
 
 void Item::InsertLink(const std::string& graph, Item& to, size_t position) {
+    MarkTransformsStale();
     std::vector<Item*>& forward = links_[graph];
     forward.insert(forward.begin() + static_cast<std::ptrdiff_t>(position), &to);
     to.reverseLinks_[graph].push_back(this);
@@ -197,6 +199,7 @@ Item& Item::Link(const std::string& graph, Item& to) {
 }
 
 Item& Item::DrivenBy(const std::string& channel, Item& driver, const std::string& driverChannel) {
+    MarkTransformsStale();
     drivers_[ChannelIndex(channel)].push_back({&driver, driver.ChannelIndex(driverChannel)});
     return *this;
 }
@@ -273,6 +276,7 @@ Item& Item::Scale(double x, double y, double z) {
 
 Item& Item::SetWorldMatrix(const Matrix& world) {
     RequireType("locator", "a world matrix");
+    MarkTransformsStale();
     worldTrack_.emplace().Add(0.0, world);
     return *this;
 }
@@ -280,6 +284,7 @@ Item& Item::SetWorldMatrix(const Matrix& world) {
 Item& Item::WorldTrackKey(double time, const Matrix& world) {
     RequireType("locator", "a world-matrix track");
     if (!std::isfinite(time)) throw std::invalid_argument("a key's time must be a finite number");
+    MarkTransformsStale();
     if (!worldTrack_) worldTrack_.emplace();
     worldTrack_->Add(time, world);
     return *this;

@@ -44,6 +44,22 @@ struct ChannelDriver {
     uint32_t channel;
 };
 
+// An item's parent. The scene moves items between parents by setting it, and every such move
+// may move locators, so setting it marks the world matrix memos stale.
+class ParentLink {
+public:
+    ParentLink& operator=(Item* parent) {
+        MarkTransformsStale();
+        item_ = parent;
+        return *this;
+    }
+    operator Item*() const { return item_; }
+    Item* operator->() const { return item_; }
+
+private:
+    Item* item_ = nullptr;
+};
+
 // What one action holds for one channel of an item: a value or an envelope's keys, never both.
 struct ChannelSlot {
     std::optional<ChannelValue> value;
@@ -169,6 +185,9 @@ public:
     const MeshData* MeshOf() const; // null for an item that is no mesh
     const std::vector<Item*>& Joints() const { return joints_; }
     Item* DriverLocator() const { return driverLocator_; }
+    // The last world matrix worked out for this locator (Transforms.h); a cache, so it may be
+    // updated through a const item.
+    WorldMemo& WorldMemoOf() const { return worldMemo_; }
 
     // ---- IQvUnknown, IQvItem, IQvStringTag ----
     QvResult QueryInterface(const QvGuid& id, void** out) override;
@@ -199,7 +218,7 @@ private:
     const TypeDef* type_;
     const std::string ident_;
     const std::string name_;
-    Item* parent_ = nullptr;
+    ParentLink parent_;
     std::vector<Item*> children_;
     struct ActionSlots {
         uint32_t action;                   // Scene::ActionId
@@ -219,6 +238,7 @@ private:
     std::vector<ChannelDriver> channelMembers_;
     std::vector<Item*> joints_;
     Item* driverLocator_ = nullptr;
+    mutable WorldMemo worldMemo_;
 
     std::unique_ptr<LocatorFace> locator_;
     std::unique_ptr<ActionClipFace> clip_;

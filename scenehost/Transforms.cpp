@@ -5,6 +5,7 @@
 #include "Item.h"
 #include "Scene.h"
 
+#include <atomic>
 #include <cmath>
 #include <cstring>
 
@@ -140,7 +141,57 @@ Matrix TransformItemMatrix(const Item& t, const ChannelRead& channels) {
     return Identity();
 }
 
+namespace {
+
+// One counter for every scene: a change in one scene only makes the others work their
+// matrices out again once.
+std::atomic<uint64_t> generation{1};
+std::atomic<uint64_t> localMatrices{0};
+
+bool SameTime(double a, double b) {
+    return std::memcmp(&a, &b, sizeof a) == 0; // NaN and -0 times are reads of their own
+}
+
+bool Answers(const WorldMemo& memo, const ChannelRead& channels, uint64_t now) {
+    return memo.generation == now && memo.scene == &channels.Owner() &&
+           memo.mode == static_cast<int>(channels.ReadMode()) &&
+           SameTime(memo.time, channels.Time()) && memo.chain == channels.Chain();
+}
+
+void Remember(WorldMemo& memo, const ChannelRead& channels, uint64_t now, const Matrix& world) {
+    memo.generation = now;
+    memo.scene = &channels.Owner();
+    memo.mode = static_cast<int>(channels.ReadMode());
+    memo.time = channels.Time();
+    memo.chain = channels.Chain();
+    memo.world = world;
+}
+
+// The locator parent that `locator`'s world matrix is taken on top of, or null at the top: a
+// locator under a non-locator (which the host does not make) stands at the top, and so does one
+// with an explicit world matrix.
+const Item* LocatorParent(const Item& locator) {
+    if (locator.WorldTrack()) return nullptr;
+    const Item* parent = locator.Parent();
+    return parent && Is(*parent, Codes().locator) ? parent : nullptr;
+}
+
+} // namespace
+
+void MarkTransformsStale() {
+    generation.fetch_add(1, std::memory_order_relaxed);
+}
+
+uint64_t TransformGeneration() {
+    return generation.load(std::memory_order_relaxed);
+}
+
+uint64_t LocalMatrixCount() {
+    return localMatrices.load(std::memory_order_relaxed);
+}
+
 Matrix LocalMatrix(const Item& locator, const ChannelRead& channels) {
+    localMatrices.fetch_add(1, std::memory_order_relaxed);
     const std::vector<Item*>& stack = locator.Links(qvGraphXfrmCore);
     // Starting from the identity, not the first factor: 0 * NaN spreads a NaN channel value over
     // the matrix, and the files written from such a scene show that.
@@ -151,12 +202,29 @@ Matrix LocalMatrix(const Item& locator, const ChannelRead& channels) {
 }
 
 Matrix WorldMatrix(const Item& locator, const ChannelRead& channels) {
-    if (const MatrixTrack* track = locator.WorldTrack()) return track->Evaluate(channels.Time());
-    Matrix world = LocalMatrix(locator, channels);
-    const Item* parent = locator.Parent();
-    // A locator under a non-locator (which the host does not make) stands at the top.
-    if (parent && Is(*parent, Codes().locator))
-        world = Multiply(world, WorldMatrix(*parent, channels));
+    const uint64_t now = TransformGeneration();
+    // Up the chain to the first locator that knows its world matrix for this read, or the top...
+    std::vector<const Item*> pending;
+    const Matrix* above = nullptr;
+    for (const Item* item = &locator; item; item = LocatorParent(*item)) {
+        if (Answers(item->WorldMemoOf(), channels, now)) {
+            above = &item->WorldMemoOf().world;
+            break;
+        }
+        pending.push_back(item);
+    }
+    // ... then down again, each world matrix the local one times its parent's.
+    Matrix world = above ? *above : Identity();
+    for (auto it = pending.rbegin(); it != pending.rend(); ++it) {
+        const Item& item = **it;
+        if (const MatrixTrack* track = item.WorldTrack())
+            world = track->Evaluate(channels.Time());
+        else if (above || it != pending.rbegin())
+            world = Multiply(LocalMatrix(item, channels), world);
+        else
+            world = LocalMatrix(item, channels);
+        Remember(item.WorldMemoOf(), channels, now, world);
+    }
     return world;
 }
 

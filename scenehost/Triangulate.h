@@ -9,14 +9,30 @@
 #pragma once
 
 #include <cstdint>
+#include <utility>
 #include <vector>
 
 namespace scenehost {
 
 // Working storage that one caller reuses from polygon to polygon.
 struct TriangulationScratch {
-    std::vector<double> u, v;
-    std::vector<uint32_t> ring;
+    std::vector<double> u, v; // the points in the polygon's plane
+    // The ring of corners still to cut, as links between point places, and which are left.
+    std::vector<uint32_t> next, prev;
+    std::vector<uint8_t> alive;
+    // What is known of the corners that are no ears: one bit a corner still to test, why each
+    // tested one is none (a point inside, or its own turn), and by point the corners it blocks.
+    std::vector<uint64_t> untested;
+    std::vector<uint32_t> blocker;
+    std::vector<std::vector<uint32_t>> blocked;
+    std::vector<std::pair<double, uint32_t>> turns; // a heap, once a polygon runs out of ears
+    // The points bucketed by place in the plane: cell c holds cellPoints[cellStart[c] ..
+    // cellStart[c + 1]), cells row by row along v.
+    std::vector<uint32_t> cellStart, cellPoints, gridLeft, gridFill;
+    double uLow = 0, vLow = 0, cellU = 1, cellV = 1;
+    uint32_t cellsU = 1, cellsV = 1, gridPoints = 0;
+    // Ear tests made since the scratch was made: the work that the polygons' shapes cost.
+    uint64_t earTests = 0;
 };
 
 // Appends the triangles of the polygon whose points are `points[0..count)` (indices into

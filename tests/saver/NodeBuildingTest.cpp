@@ -164,3 +164,22 @@ TEST_F(NodeBuilding, AnalysisCountsDrivenChannelsAndLogsThem) {
     EXPECT_EQ(CountLines("   driven:0 xformDriven:0"), 1);
     EXPECT_EQ(CountLines("   driven:1 xformDriven:1"), 1);
 }
+
+// However deep the hierarchy, a save composes each locator's local matrix a bounded number of
+// times: world matrices are not worked out from the root again for every node.
+TEST_F(NodeBuilding, DeepChainCostsEachLocalMatrixABoundedNumberOfTimes) {
+    constexpr uint32_t kDepth = 3000;
+    auto& s = host.Scene();
+    std::vector<scenehost::Item*> chain;
+    for (uint32_t i = 0; i < kDepth; ++i)
+        chain.push_back(&s.AddItem("locator", "L" + std::to_string(i)).Position(0, 1, 0));
+    for (uint32_t i = kDepth - 1; i > 0; --i) // from the bottom, so each parent is at the top
+        s.SetParent(*chain[i], chain[i - 1]);
+    ExportType(0);
+    const uint64_t before = scenehost::LocalMatrixCount();
+    GlbReader glb = SaveAndRead();
+    EXPECT_LE(scenehost::LocalMatrixCount() - before, 4 * kDepth);
+    ASSERT_EQ(glb.json["nodes"].Size(), kDepth);
+    EXPECT_EQ(Matrix(glb.json["nodes"][kDepth - 1]),
+              ThroughFloat(scenehost::TranslationMatrix(0, 1, 0)));
+}

@@ -263,3 +263,45 @@ TEST(SceneHostMesh, WalksEndOnFailureAndAccessorsKeepTheirOwnSelection) {
     ASSERT_EQ(maps->EnumerateContent(content.get(), point.get()), qvOk);
     EXPECT_EQ(reached, (std::vector<uint32_t>{2, 5}));
 }
+
+namespace {
+std::vector<uint32_t> Cut(const std::vector<float>& positions, TriangulationScratch& scratch) {
+    std::vector<uint32_t> points(positions.size() / 3), out;
+    for (uint32_t i = 0; i < points.size(); ++i)
+        points[i] = i;
+    TriangulatePolygon(positions.data(), points.data(), uint32_t(points.size()), out, scratch);
+    return out;
+}
+} // namespace
+
+// Ordinary polygons keep the triangles they have always had; outlines without ears (crossing
+// themselves, scattered) cost a few ear tests per corner, not a rescan of the ring per cut.
+TEST(SceneHostMesh, TriangulationKeepsItsCutsAndBoundsItsWork) {
+    TriangulationScratch scratch;
+    const std::vector<float> comb = {0, 0, 0, 4, 0, 0, 4, 3, 0, 3, 3, 0, 3, 1, 0,
+                                     2, 1, 0, 2, 3, 0, 1, 3, 0, 1, 1, 0, 0, 1, 0};
+    EXPECT_EQ(Cut(comb, scratch), (std::vector<uint32_t>{9, 0, 1, 1, 2, 3, 1, 3, 4, 1, 4, 5,
+                                                         5, 6, 7, 5, 7, 8, 8, 9, 1, 1, 5, 8}));
+    std::vector<float> star;
+    for (int i = 0; i < 10; ++i) {
+        double a = i * 3.14159265358979 / 5, r = i % 2 ? 0.4 : 1.0;
+        star.insert(star.end(), {float(r * std::cos(a)), float(r * std::sin(a)), 0.f});
+    }
+    EXPECT_EQ(Cut(star, scratch), (std::vector<uint32_t>{9, 0, 1, 9, 1, 2, 9, 2, 3, 9, 3, 4,
+                                                         9, 4, 5, 9, 5, 6, 9, 6, 7, 7, 8, 9}));
+    constexpr uint32_t n = 3000;
+    std::vector<float> crossing, scattered;
+    for (uint32_t i = 0; i < n; ++i) {
+        double a = 2 * M_PI * i * 1001 / n; // a star of n points, 1001 apart
+        crossing.insert(crossing.end(), {float(std::cos(a)), float(std::sin(a)), 0.f});
+        double x = std::sin(i * 12.9898) * 43758.5453, y = std::sin(i * 78.233) * 43758.5453;
+        scattered.insert(scattered.end(), {float(x - std::floor(x)), float(y - std::floor(y)), 0});
+    }
+    for (const auto* outline : {&crossing, &scattered}) {
+        const uint64_t before = scratch.earTests;
+        std::vector<uint32_t> triangles = Cut(*outline, scratch);
+        EXPECT_EQ(triangles.size(), 3 * (n - 2));
+        EXPECT_LT(*std::max_element(triangles.begin(), triangles.end()), n);
+        EXPECT_LE(scratch.earTests - before, 4 * n);
+    }
+}

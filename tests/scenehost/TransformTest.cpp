@@ -111,3 +111,34 @@ TEST(SceneHostTransforms, WorldTrackInterpolatesElementByElementAndChildrenCompo
     // Action readers stand at their own time too.
     EXPECT_EQ(World(arm, Channels(host, "setup", 2.0).get()), turned);
 }
+
+// Each locator remembers its world matrix per read, so a hierarchy costs one local matrix per
+// locator and a chain of any depth is walked without recursion; every change that could move a
+// locator is seen at once, by readers made before it too.
+TEST(SceneHostTransforms, WorldMatricesAreRememberedPerReadAndFollowEveryChange) {
+    SceneHost host;
+    Scene& scene = host.Scene();
+    constexpr uint32_t kDepth = 100000;
+    std::vector<Item*> chain;
+    for (uint32_t i = 0; i < kDepth; ++i) {
+        chain.push_back(&scene.AddItem("locator", "L" + std::to_string(i)));
+        if (i % 1000 == 0) chain.back()->Position(0, 1, 0);
+    }
+    for (uint32_t i = kDepth - 1; i > 0; --i) // from the bottom, so each parent is at the top
+        scene.SetParent(*chain[i], chain[i - 1]);
+    Item &root = *chain.front(), &leaf = *chain.back();
+    root.Key("pos.X", 0.0, 0.0).Key("pos.X", 1.0, 2.0);
+    ComRef<IQvChannelRead> now = Channels(host, nullptr, 0.5), later = Channels(host, nullptr, 1);
+    const uint64_t before = LocalMatrixCount();
+    EXPECT_EQ(Apply(World(leaf, now.get()), 0, 0, 0), (std::array<double, 3>{1, 100, 0}));
+    for (Item* item : chain)
+        World(*item, now.get());
+    EXPECT_EQ(LocalMatrixCount() - before, kDepth);
+    EXPECT_EQ(World(leaf, later.get())[12], 2.0); // another time is another read
+    chain[kDepth / 2]->Position(0, 1, 5);
+    EXPECT_EQ(Apply(World(leaf, now.get()), 0, 0, 0), (std::array<double, 3>{1, 100, 5}));
+    scene.SetParent(leaf, nullptr);
+    EXPECT_EQ(World(leaf, now.get()), Identity());
+    chain[kDepth - 2]->SetWorldMatrix(TranslationMatrix(3, 0, 0));
+    EXPECT_EQ(World(*chain[kDepth - 2], now.get()), TranslationMatrix(3, 0, 0));
+}
