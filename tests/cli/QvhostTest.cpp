@@ -210,9 +210,10 @@ TEST_F(Qvhost, ClosedPipesAndSignalsLeaveNoHalfWrittenFiles) {
     large.replace(large.find("100000"), 6, "900000");
     const std::string staging = Out("qvhost-save-*");
     const std::string script = Command("save " + Scene(large) + " " + Out("out.glb")) + " 2> " +
-                               Out("stderr.txt") + " & pid=$!; until ls -d " + staging +
-                               " >/dev/null 2>&1; do sleep 0.01; done; sleep 0.05; kill -TERM " +
-                               "$pid; wait $pid; echo $? > " + status;
+                               Out("stderr.txt") + " & pid=$!; for i in $(seq 500); do ls -d " +
+                               staging +
+                               " >/dev/null 2>&1 && break; sleep 0.01; done; sleep 0.05; kill " +
+                               "-TERM $pid; wait $pid; echo $? > " + status;
     ASSERT_NE(std::system(("sh -c '" + script + "'").c_str()), -1);
     EXPECT_EQ(ReadBytes(status), "143\n");
     EXPECT_NE(ReadBytes(scratch.Path("stderr.txt"))
@@ -239,6 +240,7 @@ TEST_F(Qvhost, RefusedInputExitsTwoAndWritesNothing) {
         {good, Out("x.xyz"), "qvhost: no saver of the plug-in writes .xyz files"},
         {good, Out("x"), "qvhost: " + Out("x") + " has no extension; name a saver with --saver"},
         {good, x + " --saver gltf.fbx", "qvhost: the plug-in has no server 'gltf.fbx'"},
+        {good, Out("a.d/x") + " --saver gltf.gltf", "has a '.' in a folder name but none in its"},
         {good, x + " --set novalue", "qvhost: --set takes NAME=VALUE, not 'novalue'"},
         {good, x + " --colour", "qvhost: unknown option --colour"},
         {good, x + " --plugin /nonexistent.qv", "qvhost: cannot load plug-in /nonexistent.qv",
