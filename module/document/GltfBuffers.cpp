@@ -171,6 +171,31 @@ void writeChunkContent(const GltfBufferChunk& chunk, GltfOutputStream& stream, b
 
 } // namespace
 
+namespace {
+
+// What an image chunk adds to a .glb's BIN chunk. Its byteLength came from a 32-bit measure, so
+// a file of 4 GiB or more is counted by its true size, which cannot fit.
+uint64_t streamedImageLength(const GltfBufferChunk& chunk) {
+    std::error_code error;
+    const std::uintmax_t size =
+        std::filesystem::file_size(HostPathToPlatform(chunk.imagePath), error);
+    if (!error && size > kGltfMaxFileLength) return size;
+    return chunk.byteLength;
+}
+
+} // namespace
+
+uint64_t StreamedChunkLength(const std::vector<GltfBufferChunk>& chunks, bool copyImages) {
+    uint64_t total = 0;
+    for (const GltfBufferChunk& chunk : chunks) {
+        if (chunk.kind != GltfChunkKind::ImageFile)
+            total += chunk.byteLength;
+        else
+            total += copyImages ? chunk.padBytes : streamedImageLength(chunk);
+    }
+    return total;
+}
+
 // The chunks are left as they are, so the same bytes can be produced again.
 void GltfDocument::WriteChunks(GltfOutputStream& stream, bool copyImages,
                                const std::string& directory) const {

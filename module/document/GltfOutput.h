@@ -9,6 +9,9 @@
 #include <cstdint>
 #include <cstdio>
 #include <string>
+#include <vector>
+
+struct GltfBufferChunk;
 
 class GltfOutputStream {
 public:
@@ -61,3 +64,17 @@ std::string BinUriFor(const std::string& hostPath);
 // two paths differ when the last "." stands in a directory name; when the cut would fall past
 // the end of the .gltf path it throws std::out_of_range("invalid string position").
 std::string ImageDirectoryFor(const std::string& hostPath, const std::string& gltfPath);
+
+// ---- Lengths
+// ------------------------------------------------------------------------------------- A .glb
+// states its total and its chunk lengths in 32 bits, and the .bin's length is the buffer's 32-bit
+// "byteLength": every length is summed in 64 bits before anything is written, and a save whose
+// total does not fit fails instead of writing lengths that wrapped around.
+
+// The bytes the chunks stream: into the BIN chunk of a .glb (images read whole), or into the
+// .bin beside a .gltf (images copied, not streamed). An image file larger than 32 bits can state
+// counts with its true size, whatever its chunk says.
+uint64_t StreamedChunkLength(const std::vector<GltfBufferChunk>& chunks, bool copyImages);
+// The whole .glb: header, both chunk headers, both padded contents.
+uint64_t GlbFileLength(uint64_t jsonLength, uint64_t binLength);
+constexpr uint64_t kGltfMaxFileLength = 0xFFFFFFFFu;

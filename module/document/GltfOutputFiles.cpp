@@ -7,6 +7,7 @@
 #include "document/GltfJson.h"
 #include "document/GltfOutput.h"
 #include "document/HostPath.h"
+#include "host/GltfLogMsg.h"
 
 #include <cstring>
 #include <stdexcept>
@@ -90,11 +91,54 @@ std::string gltfjson::serializeJson(const Value& root) {
     return std::string(buffer.GetString(), buffer.GetSize());
 }
 
+uint64_t GlbFileLength(uint64_t jsonLength, uint64_t binLength) {
+    const uint64_t jsonPad = (0u - jsonLength) & 3u;
+    const uint64_t binPad = (0u - binLength) & 3u;
+    return 12 + 8 + jsonLength + jsonPad + 8 + binLength + binPad;
+}
+
+namespace {
+
+// Checked before a file is opened, so a save that cannot be stated in 32 bits writes nothing.
+bool fitsLengthFields(const GltfDocument& document, const std::string& path, uint64_t length) {
+    if (length <= kGltfMaxFileLength) return true;
+    if (document.log)
+        document.log->LogError("Output file %s would be %llu bytes, more than its 32-bit length "
+                               "fields can hold; nothing was written",
+                               path.c_str(), static_cast<unsigned long long>(length));
+    return false;
+}
+
+// Header, JSON chunk padded with blanks, BIN chunk padded with zeros. The BIN chunk is written
+// also when it is empty. The caller has checked that every length fits in 32 bits.
+void writeGlbBytes(const GltfDocument& document, const std::string& jsonText,
+                   GltfOutputStream& out) {
+    const uint32_t jsonLength = static_cast<uint32_t>(jsonText.size());
+    const uint32_t jsonPad = (0u - jsonLength) & 3u;
+    const uint32_t binLength = static_cast<uint32_t>(StreamedChunkLength(document.chunks, false));
+    const uint32_t binPad = (0u - binLength) & 3u;
+
+    out.Write("glTF", 4);
+    out.WriteUint32(2);
+    out.WriteUint32(static_cast<uint32_t>(GlbFileLength(jsonLength, binLength)));
+    out.WriteUint32(jsonLength + jsonPad);
+    out.Write("JSON", 4);
+    out.Write(jsonText);
+    out.WriteFill(0x20, jsonPad);
+    out.WriteUint32(binLength + binPad);
+    out.WriteUint32(0x004E4942u); // "BIN\0"
+    document.WriteChunks(out, false, std::string());
+    out.WriteFill(0, binPad);
+}
+
+} // namespace
+
 // The .gltf takes the host's name with its extension replaced, whatever that extension was.
 // Both files are open before the image directory is formed, so a path that leaves no room for
 // the directory throws with the .gltf written and the .bin empty.
 bool GltfDocument::WriteGltfFiles(const std::string& path, const GltfJsonValue& root) const {
     const std::string stem = CutAtLastDot(path);
+    if (!fitsLengthFields(*this, stem + ".bin", StreamedChunkLength(chunks, true))) return false;
     GltfFileStream gltfFile(stem + ".gltf");
     if (!gltfFile.IsOpen()) return false;
     gltfFile.Write(gltfjson::serializeJson(root));
@@ -110,32 +154,15 @@ bool GltfDocument::WriteGltfFiles(const std::string& path, const GltfJsonValue& 
 
 // The .glb takes the host's path as given.
 bool GltfDocument::WriteGlbFile(const std::string& path, const GltfJsonValue& root) const {
+    const std::string jsonText = gltfjson::serializeJson(root);
+    const uint64_t binLength = StreamedChunkLength(chunks, false);
+    if (!fitsLengthFields(*this, path, GlbFileLength(jsonText.size(), binLength))) return false;
     GltfFileStream file(path);
     if (!file.IsOpen()) return false;
-    WriteGlb(root, file);
+    writeGlbBytes(*this, jsonText, file);
     return file.Close();
 }
 
-// Header, JSON chunk padded with blanks, BIN chunk padded with zeros. The BIN chunk is written
-// also when it is empty.
 void GltfDocument::WriteGlb(const GltfJsonValue& root, GltfOutputStream& out) const {
-    const std::string jsonText = gltfjson::serializeJson(root);
-    const uint32_t jsonLength = static_cast<uint32_t>(jsonText.size());
-    const uint32_t jsonPad = (0u - jsonLength) & 3u;
-    uint32_t binLength = 0;
-    for (const GltfBufferChunk& chunk : chunks)
-        binLength += chunk.byteLength;
-    const uint32_t binPad = (0u - binLength) & 3u;
-
-    out.Write("glTF", 4);
-    out.WriteUint32(2);
-    out.WriteUint32(12 + 8 + jsonLength + jsonPad + 8 + binLength + binPad);
-    out.WriteUint32(jsonLength + jsonPad);
-    out.Write("JSON", 4);
-    out.Write(jsonText);
-    out.WriteFill(0x20, jsonPad);
-    out.WriteUint32(binLength + binPad);
-    out.WriteUint32(0x004E4942u); // "BIN\0"
-    WriteChunks(out, false, std::string());
-    out.WriteFill(0, binPad);
+    writeGlbBytes(*this, gltfjson::serializeJson(root), out);
 }

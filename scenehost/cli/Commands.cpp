@@ -1,9 +1,13 @@
 #include "Commands.h"
 
+#include "ImageCopies.h"
 #include "LogOutput.h"
 #include "ModuleHost.h"
+#include "OutputCheck.h"
+#include "ResultNames.h"
 #include "SceneFile.h"
 #include "SceneHost.h"
+#include "StagedOutput.h"
 
 #include <unistd.h>
 
@@ -76,8 +80,80 @@ void ReportMonitor(const SceneHost& host) {
         std::cerr << "qvhost: monitor stepped " << host.MonitorCalls().steps.size() << " times\n";
 }
 
+int Fail(const std::string& message) {
+    std::cerr << message << "\n";
+    return kExitSaveFailed;
+}
+
+// The files a save makes in the output's folder, by name. A .glb saver writes the path as
+// given; the .gltf saver replaces the text behind the path's last '.' and puts a .bin and the
+// image copies beside it.
+struct SaveOutputs {
+    bool gltfForm = false;
+    std::string mainName; // the file that is checked and moved last
+    std::string binName;  // the .gltf's companion; empty for a .glb
+};
+
+bool PlanOutputs(ModuleHost& plugin, const std::string& saver, const std::string& output,
+                 SaveOutputs* plan, std::string* error) {
+    const std::string fileName = FileNameOf(output);
+    if (fileName.empty()) {
+        *error = "qvhost: " + output + " names a folder, not a file";
+        return false;
+    }
+    for (const scenehost::ServerTag& tag : plugin.ServerTags(saver))
+        if (tag.key == "saver.dosType") plan->gltfForm = tag.value != "glb";
+    if (!plan->gltfForm) {
+        plan->mainName = fileName;
+        return true;
+    }
+    const std::size_t dot = fileName.rfind('.');
+    if (dot == std::string::npos && output.find('.') != std::string::npos) {
+        // The plug-in would cut the path inside a folder name and write outside that folder.
+        *error = "qvhost: " + output + " has a '.' in a folder name but none in its file name; " +
+                 "give the file an extension";
+        return false;
+    }
+    const std::string stem = fileName.substr(0, dot);
+    plan->mainName = stem + ".gltf";
+    plan->binName = stem + ".bin";
+    return true;
+}
+
+// The log entries of the plug-in that are errors; a failed save points at them. Message boxes
+// repeat what the log says, so they are not counted again.
+std::size_t CountLoggedErrors(const SceneHost& host) {
+    std::size_t errors = 0;
+    for (const scenehost::LogRecord& record : host.Log())
+        if (record.level == "error" && record.subsystem != "msgbox") ++errors;
+    return errors;
+}
+
+std::string DescribeFailure(const SceneHost& host, const std::string& saver,
+                            const std::string& output, QvResult result) {
+    const std::size_t errors = CountLoggedErrors(host);
+    return "qvhost: " + saver + " failed to save " + output + " (" + DescribeResult(result) +
+           "); " +
+           (errors == 0 ? std::string("the log above names no error")
+                        : "see the " + std::to_string(errors) +
+                              (errors == 1 ? " error" : " errors") + " in the log above") +
+           "; nothing was replaced";
+}
+
+// After a save that succeeded: the warnings about image copies that overwrote each other.
+void WarnOverwrittenCopies(const std::vector<ImageCopy>& copies, const StagedOutput& staged,
+                           const std::string& output) {
+    for (const ImageCopy& copy : copies) {
+        const std::string warning = DescribeOverwrittenCopy(copy, staged.Folder(), output);
+        if (!warning.empty()) std::cerr << "qvhost: warning: " << warning << "\n";
+    }
+}
+
 } // namespace
 
+// The steps of a save. Everything the saver writes goes into a staging folder beside OUTPUT and
+// is moved into place only when the save succeeded and its files read back whole, so that a
+// failed, broken or interrupted save leaves the files at OUTPUT as they were.
 int RunSave(const Arguments& args) {
     SceneHost host;
     std::string error;
@@ -90,29 +166,44 @@ int RunSave(const Arguments& args) {
     std::string saver;
     if (!plugin.Load(PluginPath(args.plugin), &error)) return Refuse("qvhost: " + error);
     if (!ChooseSaver(plugin, args, &saver, &error)) return Refuse(error);
+    SaveOutputs plan;
+    if (!PlanOutputs(plugin, saver, args.output, &plan, &error)) return Refuse(error);
+
+    StagedOutput staged;
+    if (!staged.Create(args.output, &error)) return Fail("qvhost: " + error);
+    // Image copies that would overwrite the .gltf or the .bin are refused before the save.
+    std::vector<ImageCopy> copies;
+    if (plan.gltfForm) copies = ListImageCopies(host.Scene());
+    error = FindCopyOverOutput(copies, {plan.mainName, plan.binName},
+                               !copies.empty() && FolderIgnoresCase(staged.Folder()));
+    if (!error.empty()) return Refuse("qvhost: " + error);
 
     LogFile logFile;
     if (!args.logFile.empty() && !logFile.Open(args.logFile, &error))
         return Refuse("qvhost: " + error);
+
     host.SetLogListener([&](const scenehost::LogRecord& record) {
         std::cerr << ReadableLine(record) << "\n";
         logFile.Write(record);
     });
-
-    QvResult result = plugin.Save(saver, args.output, args.monitor);
+    QvResult result = plugin.Save(saver, staged.StagedPath(), args.monitor);
     host.SetLogListener(nullptr);
     if (args.monitor) ReportMonitor(host);
     bool logWritten = logFile.Close(&error);
     if (!logWritten) std::cerr << "qvhost: " << error << "\n";
-    if (QvFailed(result)) {
-        char code[16];
-        std::snprintf(code, sizeof code, "0x%08X", result);
-        std::cerr << "qvhost: " << saver << " failed to save " << args.output << " (" << code
-                  << ")\n";
-        return kExitSaveFailed;
-    }
+    if (QvFailed(result)) return Fail(DescribeFailure(host, saver, args.output, result));
+
+    // The plug-in reports success even when a number ended its JSON text early.
+    const std::string defect = FindOutputDefect(staged.Folder() + "/" + plan.mainName);
+    if (!defect.empty())
+        return Fail("qvhost: the saved " + FolderPartOf(args.output) + plan.mainName +
+                    " is broken: " + defect + "; " + kLikelyDefectCause + "; nothing was replaced");
+    WarnOverwrittenCopies(copies, staged, args.output);
+    if (!staged.Commit(plan.mainName, &error)) return Fail("qvhost: " + error);
     std::cerr << "qvhost: " << saver << " saved " << args.output << "\n";
-    return logWritten ? kExitSaved : kExitSaveFailed;
+    // A log that could not be shown whole (standard error a closed pipe) fails the run as a log
+    // file does; the files are saved all the same.
+    return logWritten && std::cerr.good() ? kExitSaved : kExitSaveFailed;
 }
 
 int RunServers(const Arguments& args) {
@@ -125,7 +216,8 @@ int RunServers(const Arguments& args) {
         for (const scenehost::ServerTag& tag : plugin.ServerTags(server))
             std::cout << "  " << tag.key << " = " << tag.value << "\n";
     }
-    return std::cout.flush() ? 0 : kExitBadInput;
+    if (std::cout.flush()) return 0;
+    return Refuse("qvhost: could not write the server list to standard output");
 }
 
 } // namespace qvhost

@@ -283,7 +283,8 @@ int RunOptions(const Arguments& args) {
             return Refuse("cannot show the stream read from " + args.streamIn);
         PrintStream(writer->Bytes(), args.streamIn);
     }
-    return std::cout.flush() ? 0 : kExitBadInput;
+    if (std::cout.flush()) return 0;
+    return Refuse("could not write the options to standard output");
 }
 
 } // namespace qvhost

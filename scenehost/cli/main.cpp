@@ -2,12 +2,14 @@
 // line. See docs/cli.md.
 #include "Arguments.h"
 #include "Commands.h"
+#include "SignalGuard.h"
 
 #include <iostream>
 #include <string>
 #include <vector>
 
 int main(int argc, char** argv) {
+    qvhost::InstallSignalGuard();
     std::vector<std::string> args(argv + 1, argv + argc);
     qvhost::Arguments parsed;
     std::string error;

@@ -15,20 +15,54 @@ class Qvhost : public ::testing::Test {
 protected:
     // Runs qvhost with the real plug-in; returns its exit status, with its output in `out` and
     // `errors`.
-    int Run(const std::string& arguments, bool withPlugin = true) {
-        std::string command = std::string(GLTFIO_QVHOST_PATH) + " " + arguments +
-                              (withPlugin ? std::string(" --plugin ") + GLTFIO_PLUGIN_PATH : "") +
-                              " > " + Out("stdout.txt") + " 2> " + Out("stderr.txt");
+    // `before` goes ahead of the command in the shell line (a ulimit, say).
+    int Run(const std::string& arguments, bool withPlugin = true, const std::string& before = "") {
+        std::string command = before + Command(arguments, withPlugin) + " > " + Out("stdout.txt") +
+                              " 2> " + Out("stderr.txt");
         int status = std::system(command.c_str());
         out = ReadBytes(scratch.Path("stdout.txt"));
         errors = ReadBytes(scratch.Path("stderr.txt"));
         return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    }
+    static std::string Command(const std::string& arguments, bool withPlugin = true) {
+        return std::string(GLTFIO_QVHOST_PATH) + " " + arguments +
+               (withPlugin ? std::string(" --plugin ") + GLTFIO_PLUGIN_PATH : "");
     }
     std::string Scene(const std::string& text) {
         WriteBytes(scratch.Path("scene.json"), text);
         return Out("scene.json");
     }
     std::string Out(const std::string& name) const { return scratch.Path(name).string(); }
+    // Files of the scratch folder that a save may touch, with their bytes; the staging folder
+    // too while it exists.
+    std::string Outputs() const {
+        std::string listing;
+        for (const auto& entry : fs::directory_iterator(scratch.dir)) {
+            const std::string name = entry.path().filename().string();
+            if (name.rfind("out", 0) == 0 || name.rfind("qvhost", 0) == 0)
+                listing += name + "=" + ReadBytes(entry.path()) + ";";
+        }
+        return listing;
+    }
+    void WriteOldOutputs() {
+        for (const char* name : {"out.glb", "out.gltf", "out.bin"})
+            WriteBytes(scratch.Path(name), std::string("old ") + name);
+    }
+    // Two materials, each with an image map, on one mesh: the .gltf saver copies both images.
+    std::string TexturedScene(const std::string& imageA, const std::string& imageB) {
+        std::string items = R"({"id": "r", "type": "polyRender"})";
+        for (const std::string& tag : {std::string("A"), std::string("B")})
+            items += R"(, {"id": ")" + tag +
+                     R"(", "type": "mask", "parent": "r", "channels": {"ptag": ")" + tag +
+                     R"("}}, {"id": ")" + tag + R"(i", "type": "imageMap", "parent": ")" + tag +
+                     R"(", "image": ")" + (tag == "A" ? imageA : imageB) +
+                     R"(", "textureLocator": ")" + tag +
+                     R"(l", "channels": {"effect": "baseColorGLTF"}}, {"id": ")" + tag +
+                     R"(l", "type": "txtrLocator", "channels": {"projType": 6, "uvMap": "UV"}})";
+        return Scene(
+            R"({"userValues": {"sceneio.gltf.save.exportType": 0}, "items": [)" + items +
+            R"(, {"id": "m", "type": "mesh", "mesh": {"points": [[0,0,0],[1,0,0],[0,1,0]], "polygons": [{"points": [0,1,2], "material": "A"}, {"points": [0,2,1], "material": "B"}], "maps": [{"type": "TXUV", "name": "UV", "polygonValues": [{"polygon": 0, "values": [[0,0],[1,0],[0,1]]}, {"polygon": 1, "values": [[0,0],[0,1],[1,0]]}]}]}}]})");
+    }
 
     ScratchDir scratch;
     std::string out, errors;
@@ -73,18 +107,120 @@ TEST_F(Qvhost, SavePicksTheSaverByExtensionAndWritesTheLogAsJsonLines) {
     EXPECT_EQ(ReadBytes(scratch.Path("a.gltf")).substr(0, 9), R"({"asset":)");
 }
 
-TEST_F(Qvhost, FailedSaveExitsOneWithTheBoxInTheLog) {
-    std::string scene = Scene("{}");
-    const std::string out = Out("no/such/dir/e.gltf");
-    EXPECT_EQ(Run("save " + scene + " " + out + " --log " + Out("log.jsonl")), 1);
-    std::string log = ReadBytes(scratch.Path("log.jsonl"));
-    EXPECT_NE(log.find(R"({"subsystem":"msgbox","level":"error","code":2147483648,"depth":0,)"
-                       R"("text":"Failed to export GLTF!"})"),
-              std::string::npos)
-        << log;
-    EXPECT_NE(errors.find("qvhost: gltf.gltf failed to save " + out + " (0x80000000)\n"),
+// Every way a save fails: status 1, a last line that says why, the old files byte for byte as
+// they were and no staging folder left behind.
+TEST_F(Qvhost, FailedSavesSayWhyAndReplaceNothing) {
+    const std::string tooLarge =
+        R"({"userValues": {"sceneio.gltf.save.exportType": 0}, "items": [{"id": "a", "type": "mesh", "transform": {"scale": [1e300, 1, 1]}, "mesh": {"points": [[1,0,0],[0,1,0],[0,0,1]], "polygons": [{"points": [0,1,2]}]}}]})";
+    const std::string large = ReadBytes(fs::path(GLTFIO_SOURCE_DIR) / "examples/large.json");
+    struct Case {
+        std::string scene, output, said;
+        std::string before = std::string(); // ahead of qvhost in the shell line
+    };
+    const Case cases[] = {
+        {tooLarge, "out.glb",
+         "qvhost: the saved " + Out("out.glb") +
+             " is broken: its JSON text ends early or breaks off at byte"},
+        {tooLarge, "out.GLTF",
+         "; a number in the scene is probably too large for the file's "
+         "floats, e.g. a scale of 1e300; nothing was replaced"},
+        {R"({"absentGraphs": ["shadeLoc"]})", "out.gltf",
+         "(0x80000009 qvSceneUnusable: the scene could not be bound); the log above names no "
+         "error; nothing was replaced"},
+        // A file size limit stands in for a full disk.
+        {large, "out.glb",
+         "(0x80000000 qvFailed: general failure); see the 1 error in the log above",
+         "ulimit -f 64; "},
+        {"{}", "no/such/dir/out.gltf",
+         "qvhost: cannot make a staging folder beside " + Out("no/such/dir/out.gltf") +
+             " (No such file or directory); nothing was saved"},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.output + " " + c.said);
+        WriteOldOutputs();
+        const std::string before = Outputs();
+        EXPECT_EQ(Run("save " + Scene(c.scene) + " " + Out(c.output) + " --log " + Out("log.jsonl"),
+                      true, c.before),
+                  1);
+        const std::string last = errors.substr(errors.rfind('\n', errors.size() - 2) + 1);
+        EXPECT_NE(last.find(c.said), std::string::npos) << errors;
+        EXPECT_EQ(Outputs(), before);
+    }
+    EXPECT_NE(ReadBytes(scratch.Path("log.jsonl")).find(R"("text":"Failed to export GLTF!"})"),
+              std::string::npos);
+}
+
+// A .gltf save copies its images beside it: a copy over the .gltf or the .bin is refused before
+// anything is written, copies of one name from two folders are named in a warning.
+TEST_F(Qvhost, ImageCopiesThatOverwriteAreRefusedOrWarnedAbout) {
+    fs::create_directories(scratch.Path("x"));
+    fs::create_directories(scratch.Path("y"));
+    WriteBytes(scratch.Path("x/pic.png"), "first");
+    WriteBytes(scratch.Path("y/pic.png"), "second");
+    WriteBytes(scratch.Path("y/out.bin"), "image");
+    WriteOldOutputs();
+    const std::string before = Outputs();
+    EXPECT_EQ(Run("save " + TexturedScene("x/pic.png", "y/out.bin") + " " + Out("out.gltf")), 2);
+    EXPECT_EQ(errors, "qvhost: the image " + Out("y/out.bin") +
+                          " would be copied over the saved out.bin; rename the image or the "
+                          "output\n");
+    EXPECT_EQ(Outputs(), before);
+
+    ASSERT_EQ(Run("save " + TexturedScene("x/pic.png", "y/pic.png") + " " + Out("out.gltf")), 0)
+        << errors;
+    EXPECT_NE(errors.find("\nqvhost: warning: the images " + Out("x/pic.png") + " and " +
+                          Out("y/pic.png") + " are copied under one name, pic.png, beside " +
+                          Out("out.gltf") + "; the copy holds " + Out("y/pic.png") +
+                          ", the one copied last\n"),
               std::string::npos)
         << errors;
+    EXPECT_EQ(ReadBytes(scratch.Path("pic.png")), "second");
+    EXPECT_EQ(Outputs().find("qvhost"), std::string::npos) << "the staging folder is gone";
+    EXPECT_EQ(ReadBytes(scratch.Path("out.gltf")).back(), '}');
+
+    // Two sparse images of 2.5 GiB: a .glb's 32-bit lengths cannot hold them.
+    for (const char* name : {"x/pic.png", "y/pic.png"})
+        if (::truncate(Out(name).c_str(), 5LL << 29) != 0) GTEST_SKIP() << "no sparse files";
+    EXPECT_EQ(Run("save " + TexturedScene("x/pic.png", "y/pic.png") + " " + Out("out.glb")), 1);
+    EXPECT_NE(errors.find("[logsys error] Output file " + ToHostPath(Out("qvhost-save-"))),
+              std::string::npos)
+        << errors;
+    EXPECT_NE(errors.find(" would be 5368711620 bytes, more than its 32-bit length fields can "
+                          "hold; nothing was written\n"),
+              std::string::npos)
+        << errors;
+    EXPECT_EQ(ReadBytes(scratch.Path("out.glb")), "old out.glb");
+}
+
+// A log into a closed pipe fails the run but not the save; a signal ends it with 128 + N and
+// leaves the old output and no staging folder.
+TEST_F(Qvhost, ClosedPipesAndSignalsLeaveNoHalfWrittenFiles) {
+    std::string scene = Scene(R"({"items": [{"id": "a", "type": "locator", "name": "A"}]})");
+    const std::string status = Out("status.txt");
+    ASSERT_NE(std::system(("(sleep 0.2; " + Command("save " + scene + " " + Out("out.glb")) +
+                           "; echo $? > " + status + ") 2>&1 | head -c 0")
+                              .c_str()),
+              -1);
+    EXPECT_EQ(ReadBytes(status), "1\n");
+    EXPECT_EQ(ReadBytes(scratch.Path("out.glb")).substr(0, 4), "glTF");
+
+    WriteOldOutputs();
+    const std::string before = Outputs();
+    std::string large = ReadBytes(fs::path(GLTFIO_SOURCE_DIR) / "examples/large.json");
+    large.replace(large.find("100000"), 6, "900000");
+    const std::string staging = Out("qvhost-save-*");
+    const std::string script = Command("save " + Scene(large) + " " + Out("out.glb")) + " 2> " +
+                               Out("stderr.txt") + " & pid=$!; for i in $(seq 500); do ls -d " +
+                               staging +
+                               " >/dev/null 2>&1 && break; sleep 0.01; done; sleep 0.05; kill " +
+                               "-TERM $pid; wait $pid; echo $? > " + status;
+    ASSERT_NE(std::system(("sh -c '" + script + "'").c_str()), -1);
+    EXPECT_EQ(ReadBytes(status), "143\n");
+    EXPECT_NE(ReadBytes(scratch.Path("stderr.txt"))
+                  .find("qvhost: stopped by signal 15 (Terminated); nothing was saved and " +
+                        Out("out.glb") + " was left as it was\n"),
+              std::string::npos);
+    EXPECT_EQ(Outputs(), before);
 }
 
 // A broken scene file or bad arguments: status 2, one line that says why, and no file written.
@@ -104,6 +240,7 @@ TEST_F(Qvhost, RefusedInputExitsTwoAndWritesNothing) {
         {good, Out("x.xyz"), "qvhost: no saver of the plug-in writes .xyz files"},
         {good, Out("x"), "qvhost: " + Out("x") + " has no extension; name a saver with --saver"},
         {good, x + " --saver gltf.fbx", "qvhost: the plug-in has no server 'gltf.fbx'"},
+        {good, Out("a.d/x") + " --saver gltf.gltf", "has a '.' in a folder name but none in its"},
         {good, x + " --set novalue", "qvhost: --set takes NAME=VALUE, not 'novalue'"},
         {good, x + " --colour", "qvhost: unknown option --colour"},
         {good, x + " --plugin /nonexistent.qv", "qvhost: cannot load plug-in /nonexistent.qv",

@@ -88,3 +88,20 @@ TEST(GltfChunks, GltfImagesAreCopiedButNeverOntoThemselves) {
     EXPECT_EQ(d.Streamed(true, scratch.Host("out") + "\\..\\"), "");
     EXPECT_EQ(ReadBytes(scratch.Path("image.png")), std::string("PNG\0data", 8));
 }
+
+// Lengths are summed in 64 bits: an image of 4 GiB or more counts by its true size, whatever its
+// 32-bit measure said, and a .glb that cannot state its length is not written at all.
+TEST(GltfChunks, LengthsPastThirtyTwoBitsFailTheGlbBeforeWriting) {
+    ScratchDir scratch;
+    WriteBytes(scratch.Path("huge.png"), "");
+    if (::truncate(scratch.Path("huge.png").c_str(), (4LL << 30) + 8) != 0) GTEST_SKIP();
+    ChunkDocument d;
+    d.document.AddChunkView(GltfBufferChunk::ForImage(scratch.Host("huge.png"), 8, 0));
+    d.document.AddChunkView(GltfBufferChunk::FromFloats({1.0f}));
+    EXPECT_EQ(StreamedChunkLength(d.document.chunks, false), (4ULL << 30) + 12);
+    EXPECT_EQ(StreamedChunkLength(d.document.chunks, true), 4u) << "copied images add nothing";
+    EXPECT_EQ(GlbFileLength(5, 1), 12u + 8 + 8 + 8 + 4);
+    d.Finished();
+    EXPECT_FALSE(d.document.WriteGlbFile(scratch.Host("out.glb"), d.document.json->root));
+    EXPECT_FALSE(fs::exists(scratch.Path("out.glb")));
+}
