@@ -50,19 +50,21 @@ std::string ImageBaseDir() {
 // One folder per process, so that parallel fuzzing jobs never share output files. /dev/shm keeps
 // the writes off the disk where it exists.
 const fs::path& ScratchDir() {
-    static const fs::path dir = [] {
+    // Never destroyed, so that the exit handler below still finds it after static destructors.
+    static const fs::path* dir = [] {
         std::error_code ec;
         fs::path base =
             fs::is_directory("/dev/shm", ec) ? fs::path("/dev/shm") : fs::temp_directory_path();
-        fs::path made = base / ("gltfio-fuzz-" + std::to_string(getpid()));
-        fs::create_directories(made, ec);
-        std::atexit([] {
-            std::error_code ignored;
-            fs::remove_all(ScratchDir(), ignored);
-        });
+        auto* made = new fs::path(base / ("gltfio-fuzz-" + std::to_string(getpid())));
+        fs::create_directories(*made, ec);
         return made;
     }();
-    return dir;
+    static const bool removedAtExit = std::atexit([] {
+                                          std::error_code ignored;
+                                          fs::remove_all(*dir, ignored);
+                                      }) == 0;
+    (void)removedAtExit;
+    return *dir;
 }
 
 void EmptyScratchDir() {
