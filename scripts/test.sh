@@ -2,7 +2,8 @@
 # Runs every test: the set-up, then the whole CTest suite (unit tests, the end-to-end export of
 # every example through the glTF validator, and the validator wrapper's own tests) twice, once in
 # build/ with warnings as errors and once in build-asan/ under AddressSanitizer and
-# UndefinedBehaviorSanitizer.
+# UndefinedBehaviorSanitizer; then a minute of fuzzing the scene reader and the plug-in
+# (scripts/fuzz.sh, FUZZ_SECONDS, 0 to skip).
 set -euo pipefail
 
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
@@ -26,6 +27,11 @@ bash scripts/build.sh build-asan -DGLTFIO_SANITIZE=ON -DGLTFIO_WERROR=ON
 step "tests in build-asan/"
 ASAN_OPTIONS=detect_leaks=1:abort_on_error=1 UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1 \
   ctest --test-dir build-asan --output-on-failure -j2
+
+if ((${FUZZ_SECONDS:-60} > 0)); then
+  step "fuzzing in build-fuzz/ (clang, libFuzzer, sanitizers) for ${FUZZ_SECONDS:-60}s"
+  bash scripts/fuzz.sh "${FUZZ_SECONDS:-60}"
+fi
 
 echo
 echo "test: all passed in $(elapsed)"

@@ -18,3 +18,12 @@ add_test(NAME validate_tool
 set_tests_properties(validate_tool PROPERTIES
   TIMEOUT 300
   LABELS e2e)
+
+# Hostile scenes (tests/hostile/manifest.txt): qvhost save must refuse, fail cleanly or write a
+# valid file, never crash, hang or touch the earlier output of a failed save.
+add_test(NAME hostile_scenes
+         COMMAND bash ${PROJECT_SOURCE_DIR}/tests/hostile/run.sh $<TARGET_FILE:qvhost>
+         WORKING_DIRECTORY ${PROJECT_SOURCE_DIR})
+set_tests_properties(hostile_scenes PROPERTIES
+  TIMEOUT 900
+  LABELS e2e)
