@@ -63,7 +63,10 @@ Item& Scene::AddItemWithIdent(const std::string& ident, const std::string& type,
 void Scene::SetParent(Item& child, Item* parent) {
     if (&child == &SceneItem() || parent == &SceneItem())
         throw std::invalid_argument("the scene item has no place in the item hierarchy");
-    for (Item* p = parent; p; p = p->parent_)
+    // A child without children closes a cycle only as its own parent; walking up only for the
+    // others keeps reading a long chain from a file linear.
+    Item* walkFrom = child.children_.empty() && parent != &child ? nullptr : parent;
+    for (Item* p = walkFrom; p; p = p->parent_)
         if (p == &child)
             throw std::invalid_argument("making '" + parent->Name() + "' the parent of '" +
                                         child.Name() + "' would make a cycle");
@@ -206,9 +209,20 @@ QvResult Scene::ItemCount(QvTypeCode type, uint32_t* count) {
 
 QvResult Scene::ItemByIndex(QvTypeCode type, uint32_t index, IQvItem** out) {
     if (!out) return qvFailed;
-    for (Item* item : order_)
-        if (OfType(*item, type) && index-- == 0)
-            return AnswerWith<IQvItem>(item, reinterpret_cast<void**>(out));
+    size_t position = 0;
+    uint32_t at = 0;
+    if (cursor_.itemCount == order_.size() && cursor_.type == type && cursor_.index <= index) {
+        position = cursor_.position;
+        at = cursor_.index;
+    }
+    for (; position < order_.size(); ++position) {
+        if (!OfType(*order_[position], type)) continue;
+        if (at == index) {
+            cursor_ = {type, order_.size(), index, position};
+            return AnswerWith<IQvItem>(order_[position], reinterpret_cast<void**>(out));
+        }
+        ++at;
+    }
     return qvOutOfRange;
 }
 

@@ -78,6 +78,7 @@ public:
     // its number, the next free one on first use; FindActionId answers -1 for a name never used.
     uint32_t ActionId(const std::string& action);
     int32_t FindActionId(const std::string& action) const;
+    uint32_t ActionCount() const { return static_cast<uint32_t>(actionIds_.size()); } // ids 0..n-1
 
     // ---- IQvScene ----
     QvResult GetChannels(const char* action, double time, IQvChannelRead** out) override;
@@ -96,6 +97,15 @@ private:
     TypeTree types_;
     std::vector<std::unique_ptr<Item>> items_;
     std::vector<Item*> order_;
+    // Where the last ItemByIndex answer stood. A plug-in walks the items of a type by index, one
+    // call an item; starting each call where the last one stopped keeps that walk linear. Items
+    // are only ever appended, so the cursor holds while the item count is what it was.
+    struct IndexCursor {
+        QvTypeCode type = 0;
+        size_t itemCount = 0; // order_.size() when the cursor was set; 0: no cursor
+        uint32_t index = 0;
+        size_t position = 0;
+    } cursor_;
     std::map<std::string, Item*> byIdent_;
     std::map<std::string, uint32_t> identCounters_;
     // Graph objects stay alive when removed, since a plug-in may still hold one.

@@ -102,3 +102,13 @@ QvResult SceneHost::LookupService(const QvGuid& id, void** out) {
 }
 
 } // namespace scenehost
+
+namespace scenehost {
+
+int32_t SceneHost::UserInt(const std::string& name, int32_t fallback) const {
+    auto it = userValues_->Values().find(name);
+    return it != userValues_->Values().end() && it->second.isInteger ? it->second.integer
+                                                                     : fallback;
+}
+
+} // namespace scenehost

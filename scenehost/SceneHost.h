@@ -91,6 +91,8 @@ public:
         userValues_->SetString(name, text);
     }
     void RemoveUserValue(const std::string& name) { userValues_->Remove(name); }
+    // The integer user value `name`, or `fallback` when there is none or it is text.
+    int32_t UserInt(const std::string& name, int32_t fallback) const;
 
     // ---- Selection, in the order of the calls ----
     void Select(Item& item) { selection_->Select(item); }

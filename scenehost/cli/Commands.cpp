@@ -1,5 +1,6 @@
 #include "Commands.h"
 
+#include "AnimationSpan.h"
 #include "ImageCopies.h"
 #include "LogOutput.h"
 #include "ModuleHost.h"
@@ -161,6 +162,8 @@ int RunSave(const Arguments& args) {
         return Refuse(error);
     for (const auto& [name, value] : args.userValues)
         SetUserValue(host, name, value);
+    error = FindRunawayAnimation(host);
+    if (!error.empty()) return Refuse("qvhost: " + args.scene + ": " + error);
 
     ModuleHost plugin(host);
     std::string saver;
@@ -172,6 +175,8 @@ int RunSave(const Arguments& args) {
     StagedOutput staged;
     if (!staged.Create(args.output, &error)) return Fail("qvhost: " + error);
     // Image copies that would overwrite the .gltf or the .bin are refused before the save.
+    error = FindImageAtOutput(host.Scene(), args.output);
+    if (!error.empty()) return Refuse("qvhost: " + error);
     std::vector<ImageCopy> copies;
     if (plan.gltfForm) copies = ListImageCopies(host.Scene());
     error = FindCopyOverOutput(copies, {plan.mainName, plan.binName},

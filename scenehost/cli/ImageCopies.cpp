@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cctype>
 #include <cstdio>
+#include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <unistd.h>
@@ -55,6 +56,17 @@ std::vector<ImageCopy> ListImageCopies(const scenehost::Scene& scene) {
             same->sources.push_back(path);
     }
     return copies;
+}
+
+std::string FindImageAtOutput(const scenehost::Scene& scene, const std::string& output) {
+    std::error_code error;
+    for (const scenehost::Item* item : scene.Items()) {
+        const std::string& path = item->Image();
+        if (!path.empty() && std::filesystem::equivalent(path, output, error))
+            return "image '" + path + "' of item '" + item->Name() +
+                   "' is the output itself; a save would read the file it replaces";
+    }
+    return std::string();
 }
 
 bool FolderIgnoresCase(const std::string& folder) {

@@ -25,6 +25,10 @@ struct ImageCopy {
 
 std::vector<ImageCopy> ListImageCopies(const scenehost::Scene& scene);
 
+// The refusal when an image of the scene is the output file itself (a save would read the file
+// it replaces), empty when none is. Either form of save.
+std::string FindImageAtOutput(const scenehost::Scene& scene, const std::string& output);
+
 // True when `folder` treats names that differ only in case as one name. The probe file it makes
 // there is removed again.
 bool FolderIgnoresCase(const std::string& folder);
