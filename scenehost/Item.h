@@ -44,22 +44,6 @@ struct ChannelDriver {
     uint32_t channel;
 };
 
-// An item's parent. The scene moves items between parents by setting it, and every such move
-// may move locators, so setting it marks the world matrix memos stale.
-class ParentLink {
-public:
-    ParentLink& operator=(Item* parent) {
-        MarkTransformsStale();
-        item_ = parent;
-        return *this;
-    }
-    operator Item*() const { return item_; }
-    Item* operator->() const { return item_; }
-
-private:
-    Item* item_ = nullptr;
-};
-
 // What one action holds for one channel of an item: a value or an envelope's keys, never both.
 struct ChannelSlot {
     std::optional<ChannelValue> value;
@@ -218,7 +202,7 @@ private:
     const TypeDef* type_;
     const std::string ident_;
     const std::string name_;
-    ParentLink parent_;
+    Item* parent_ = nullptr;
     std::vector<Item*> children_;
     struct ActionSlots {
         uint32_t action;                   // Scene::ActionId

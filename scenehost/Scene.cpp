@@ -2,6 +2,7 @@
 
 #include "ChannelRead.h"
 #include "Graphs.h"
+#include "Transforms.h"
 
 #include <algorithm>
 #include <cstring>
@@ -75,6 +76,7 @@ void Scene::SetParent(Item& child, Item* parent) {
         siblings.erase(std::find(siblings.begin(), siblings.end(), &child));
     }
     child.parent_ = parent;
+    MarkTransformsStale(); // a new parent moves the child and everything below it
     if (parent) parent->children_.push_back(&child);
 }
 
