@@ -2,7 +2,7 @@
 """Writes a scene of CHAINS chains of DEPTH locators, each the child of the one before, with a
 small position and rotation on each and every item exported: the deep-hierarchy case for
 qvhost save. With STEPS, each locator's pos.Y and rot.Z are keyed every second and the scene
-plays STEPS samples at 30 fps, as `save_bench --animated ITEMS STEPS --depth DEPTH` does.
+plays STEPS samples at 30 fps, as gltfio_bench's BM_AnimationSampling does.
 
     python3 bench/chain_scene.py DEPTH [CHAINS [STEPS]] > chain.json
     qvhost save chain.json chain.glb

@@ -2,14 +2,16 @@
 # Installs what building and testing gltfio needs, and nothing that is already there, so it is
 # cheap to run before every build:
 #   - Debian packages: compiler, CMake, clang-format, clang (its libFuzzer serves scripts/fuzz.sh),
-#     RapidJSON, GoogleTest, Google Benchmark, node and npm;
+#     RapidJSON, GoogleTest, Google Benchmark, node and npm; gltfpack, gnuplot and GNU time for
+#     scripts/compare.sh;
 #   - the glTF validator, by `npm ci` in tools/validate, whenever node_modules is missing or was
 #     installed from a different package.json / package-lock.json.
 # Runs as root, or through sudo when there is one. Never prompts.
 set -euo pipefail
 
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
-packages=(build-essential cmake clang-format clang rapidjson-dev libgtest-dev libbenchmark-dev nodejs npm)
+packages=(build-essential cmake clang-format clang rapidjson-dev libgtest-dev libbenchmark-dev nodejs npm
+  gltfpack gnuplot-nox time)
 
 say() { printf 'setup: %s\n' "$*"; }
 

@@ -18,7 +18,7 @@ step "set-up"
 bash scripts/setup.sh
 
 step "build/ (warnings as errors)"
-bash scripts/build.sh build -DGLTFIO_WERROR=ON
+bash scripts/build.sh build -DGLTFIO_WERROR=ON -DGLTFIO_BENCH=ON
 step "tests in build/"
 ctest --test-dir build --output-on-failure -j2
 
