@@ -2,9 +2,10 @@
 //
 //   BM_SceneLoad/triangles:N/full:F   read a generated scene file into a fresh scene host
 //   BM_Save/triangles:N/full:F        the plug-in's save of that scene to .glb, in-process
-//   BM_AnimationSampling/items:I/steps:S/depth:D
+//   BM_AnimationSampling/items:I/steps:S/depth:D/counting:C
 //                                     the save of I keyed locators sampled over S steps, in
-//                                     chains of D
+//                                     chains of D; C: with the host counting its calls, as in
+//                                     the tests
 //
 // The scenes are the generated scan-like model (ModelScene.h): full:0 has one UV set and no
 // colours, like a scan and like its OBJ; full:1 adds a second UV set and an RGBA colour per point.
@@ -96,6 +97,7 @@ const SceneFile& Scene(uint32_t triangles, bool full) {
 
 std::unique_ptr<scenehost::SceneHost> LoadScene(const std::string& path) {
     auto host = std::make_unique<scenehost::SceneHost>();
+    host->SetCounting(false); // as qvhost runs it
     std::string error;
     if (!scenehost::LoadSceneFile(*host, path, &error)) throw std::runtime_error(error);
     return host;
@@ -187,6 +189,7 @@ void BuildAnimated(scenehost::SceneHost& host, uint32_t items, uint32_t steps, u
 void BM_AnimationSampling(benchmark::State& state) {
     const auto items = uint32_t(state.range(0)), steps = uint32_t(state.range(1));
     scenehost::SceneHost host;
+    host.SetCounting(state.range(3) != 0); // the tests' host counts every channel read
     BuildAnimated(host, items, steps, uint32_t(std::max<int64_t>(1, state.range(2))));
     RunSave(state, host, 2.0 * items * steps);
 }
@@ -211,9 +214,10 @@ void RegisterModelBenchmarks(const std::vector<int64_t>& sizes) {
                 b->Args({size, full});
     }
     benchmark::RegisterBenchmark("BM_AnimationSampling", BM_AnimationSampling)
-        ->ArgNames({"items", "steps", "depth"})
-        ->Args({100, 300, 1})
-        ->Args({100, 300, 10})
+        ->ArgNames({"items", "steps", "depth", "counting"})
+        ->Args({100, 300, 1, 0})
+        ->Args({100, 300, 1, 1})
+        ->Args({100, 300, 10, 0})
         ->Unit(benchmark::kMillisecond)
         ->UseRealTime();
 }

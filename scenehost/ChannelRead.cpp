@@ -111,7 +111,7 @@ Item* ChannelRead::ChannelOwner(IQvItem* iitem, uint32_t channel, QvResult* erro
 const ChannelValue* ChannelRead::Lookup(IQvItem* iitem, uint32_t channel, ChannelValue& scratch,
                                         QvResult* error) const {
     Item* item = ImplFrom<Item>(iitem);
-    if (item) {
+    if (item && scene_.Observed().counting) {
         const auto& channels = item->Type().channels;
         scene_.Observed().Count(
             "ChannelRead:" + item->Name() + ":" +

@@ -130,6 +130,8 @@ public:
     int Count(const std::string& key) const { return observation_.CountOf(key); }
     const std::map<std::string, int>& Counters() const { return observation_.counters; }
     void ResetCounters() { observation_.counters.clear(); }
+    // Counting host calls is on by default; off, Count() and Counters() stay empty.
+    void SetCounting(bool on) { observation_.counting = on; }
     // References held on host-owned objects; 0 once a plug-in has released all it took.
     int HeldReferences() const { return observation_.heldReferences; }
     const MonitorRecord& MonitorCalls() const { return observation_.monitor; }

@@ -157,6 +157,7 @@ void WarnOverwrittenCopies(const std::vector<ImageCopy>& copies, const StagedOut
 // failed, broken or interrupted save leaves the files at OUTPUT as they were.
 int RunSave(const Arguments& args) {
     SceneHost host;
+    host.SetCounting(false); // nothing here reads the counters, and sampling would pay for them
     std::string error;
     if (!scenehost::LoadSceneFile(host, args.scene, args.maxSceneSize, &error))
         return Refuse(error);
