@@ -2,6 +2,7 @@
 
 #include "JsonTree.h"
 #include "MeshData.h"
+#include "SceneFileArrays.h"
 #include "SceneFileMesh.h"
 #include "SceneFileSource.h"
 #include "SceneHost.h"
@@ -668,9 +669,9 @@ void SceneReader::ReadSelection(const JsonNode& node) {
     }
 }
 
-} // namespace
-
-bool LoadSceneText(SceneHost& host, const std::string& text, const std::string& fileName,
+// Reads the text into the host with a tree of every value, each with its place in the text: the
+// general way, which places every fault.
+bool LoadSceneTree(SceneHost& host, const std::string& text, const std::string& fileName,
                    const std::string& baseDir, std::string* error) {
     try {
         JsonNode root = ParseJson(text);
@@ -681,6 +682,41 @@ bool LoadSceneText(SceneHost& host, const std::string& text, const std::string& 
         return false;
     } catch (const std::exception& e) {
         // Nothing above should let one through; if it does, the file is still refused.
+        if (error) *error = fileName + ": " + e.what();
+        return false;
+    }
+}
+
+} // namespace
+
+// Meshes' bulk arrays are taken in as the text is parsed, and the rest becomes a tree. When a
+// sink declines, nothing is in the host yet and the general reader reads the text instead; a
+// fault found later, while the arrays go into a mesh, has no place, so the general reader reads
+// the text into a host of its own to report it as it would have.
+bool LoadSceneText(SceneHost& host, const std::string& text, const std::string& fileName,
+                   const std::string& baseDir, std::string* error) {
+    JsonNode root;
+    try {
+        root = ParseJson(text, SceneArrayRouter());
+    } catch (const JsonDeclined&) {
+        return LoadSceneTree(host, text, fileName, baseDir, error);
+    } catch (const JsonError& e) {
+        if (error) *error = Located(fileName, text, e.Offset(), e.what());
+        return false;
+    }
+    try {
+        SceneReader(host, baseDir).Read(root);
+        return true;
+    } catch (const ArrayFault& e) {
+        root = JsonNode(); // its arrays are not needed for the report
+        SceneHost scratch;
+        if (!LoadSceneTree(scratch, text, fileName, baseDir, error) || !error) return false;
+        *error = fileName + ": " + e.what(); // both readers should refuse; this one did
+        return false;
+    } catch (const JsonError& e) {
+        if (error) *error = Located(fileName, text, e.Offset(), e.what());
+        return false;
+    } catch (const std::exception& e) {
         if (error) *error = fileName + ": " + e.what();
         return false;
     }
