@@ -687,39 +687,75 @@ bool LoadSceneTree(SceneHost& host, const std::string& text, const std::string& 
     }
 }
 
-} // namespace
+// Why a parsed scene was refused: a fault at a place in the text, a fault in a mesh's bulk
+// arrays (which keep no places), or anything else.
+struct Refusal {
+    enum Kind { kPlaced, kArrays, kOther };
+    Kind kind = kOther;
+    size_t offset = 0;
+    std::string what;
+};
 
-// Meshes' bulk arrays are taken in as the text is parsed, and the rest becomes a tree. When a
-// sink declines, nothing is in the host yet and the general reader reads the text instead; a
-// fault found later, while the arrays go into a mesh, has no place, so the general reader reads
-// the text into a host of its own to report it as it would have.
-bool LoadSceneText(SceneHost& host, const std::string& text, const std::string& fileName,
-                   const std::string& baseDir, std::string* error) {
-    JsonNode root;
-    try {
-        root = ParseJson(text, SceneArrayRouter());
-    } catch (const JsonDeclined&) {
-        return LoadSceneTree(host, text, fileName, baseDir, error);
-    } catch (const JsonError& e) {
-        if (error) *error = Located(fileName, text, e.Offset(), e.what());
-        return false;
+// The message for a refusal of `text`. A fault in bulk arrays is placed by the general reader,
+// which reads the text into a host of its own: the caller's host is partly filled by now.
+std::string Report(const Refusal& refusal, const std::string& text, const std::string& fileName,
+                   const std::string& baseDir) {
+    if (refusal.kind == Refusal::kPlaced)
+        return Located(fileName, text, refusal.offset, refusal.what);
+    if (refusal.kind == Refusal::kArrays) {
+        SceneHost scratch;
+        std::string error;
+        if (!LoadSceneTree(scratch, text, fileName, baseDir, &error)) return error;
+        // Both readers refuse the same texts, so this is not met; the file is refused anyway.
     }
+    return fileName + ": " + refusal.what;
+}
+
+enum class Parsed { kTree, kDeclined, kRefused };
+
+// Parses the text with meshes' bulk arrays taken in by sinks, and the rest as a tree. When a
+// sink declines, nothing is in the host yet, and the general reader reads the text instead.
+Parsed ParseWithSinks(const std::string& text, JsonNode* root, Refusal* refusal) {
+    try {
+        *root = ParseJson(text, SceneArrayRouter());
+        return Parsed::kTree;
+    } catch (const JsonDeclined&) {
+        return Parsed::kDeclined;
+    } catch (const JsonError& e) {
+        *refusal = {Refusal::kPlaced, e.Offset(), e.what()};
+    } catch (const std::exception& e) {
+        *refusal = {Refusal::kOther, 0, e.what()};
+    }
+    return Parsed::kRefused;
+}
+
+bool ReadParsed(SceneHost& host, const JsonNode& root, const std::string& baseDir,
+                Refusal* refusal) {
     try {
         SceneReader(host, baseDir).Read(root);
         return true;
     } catch (const ArrayFault& e) {
-        root = JsonNode(); // its arrays are not needed for the report
-        SceneHost scratch;
-        if (!LoadSceneTree(scratch, text, fileName, baseDir, error) || !error) return false;
-        *error = fileName + ": " + e.what(); // both readers should refuse; this one did
-        return false;
+        *refusal = {Refusal::kArrays, 0, e.what()};
     } catch (const JsonError& e) {
-        if (error) *error = Located(fileName, text, e.Offset(), e.what());
-        return false;
+        *refusal = {Refusal::kPlaced, e.Offset(), e.what()};
     } catch (const std::exception& e) {
-        if (error) *error = fileName + ": " + e.what();
-        return false;
+        *refusal = {Refusal::kOther, 0, e.what()};
     }
+    return false;
+}
+
+} // namespace
+
+bool LoadSceneText(SceneHost& host, const std::string& text, const std::string& fileName,
+                   const std::string& baseDir, std::string* error) {
+    JsonNode root;
+    Refusal refusal;
+    Parsed parsed = ParseWithSinks(text, &root, &refusal);
+    if (parsed == Parsed::kDeclined) return LoadSceneTree(host, text, fileName, baseDir, error);
+    if (parsed == Parsed::kTree && ReadParsed(host, root, baseDir, &refusal)) return true;
+    root = JsonNode(); // not needed for the report
+    if (error) *error = Report(refusal, text, fileName, baseDir);
+    return false;
 }
 
 bool LoadSceneFile(SceneHost& host, const std::string& path, uint64_t maxBytes,
@@ -727,7 +763,21 @@ bool LoadSceneFile(SceneHost& host, const std::string& path, uint64_t maxBytes,
     std::string text;
     if (!ReadSceneBytes(path, maxBytes, &text, error)) return false;
     std::string baseDir = std::filesystem::path(path).parent_path().generic_string();
-    return LoadSceneText(host, text, path, baseDir, error);
+    JsonNode root;
+    Refusal refusal;
+    Parsed parsed = ParseWithSinks(text, &root, &refusal);
+    if (parsed == Parsed::kDeclined) return LoadSceneTree(host, text, path, baseDir, error);
+    if (parsed == Parsed::kTree) {
+        // The tree and the sinks hold all the host takes from the text: letting it go before
+        // the meshes are built keeps the load's peak near the larger of text and scene, not
+        // their sum. A refusal then reads the file again to place its fault.
+        std::string().swap(text);
+        if (ReadParsed(host, root, baseDir, &refusal)) return true;
+        root = JsonNode();
+        if (!ReadSceneBytes(path, maxBytes, &text, error)) return false;
+    }
+    if (error) *error = Report(refusal, text, path, baseDir);
+    return false;
 }
 
 bool LoadSceneFile(SceneHost& host, const std::string& path, std::string* error) {
