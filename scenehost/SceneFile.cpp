@@ -10,6 +10,9 @@
 #include <filesystem>
 #include <initializer_list>
 #include <limits>
+#ifdef __GLIBC__
+#include <malloc.h>
+#endif
 
 namespace scenehost {
 
@@ -713,6 +716,14 @@ std::string Report(const Refusal& refusal, const std::string& text, const std::s
 
 enum class Parsed { kTree, kDeclined, kRefused };
 
+// The text and the arrays' storage went back to the allocator, which keeps some of it on its
+// heap; handing that back to the system lets a save start from the scene alone.
+void ReturnFreedMemory() {
+#ifdef __GLIBC__
+    ::malloc_trim(0);
+#endif
+}
+
 // Parses the text with meshes' bulk arrays taken in by sinks, and the rest as a tree. When a
 // sink declines, nothing is in the host yet, and the general reader reads the text instead.
 Parsed ParseWithSinks(const std::string& text, JsonNode* root, Refusal* refusal) {
@@ -772,7 +783,11 @@ bool LoadSceneFile(SceneHost& host, const std::string& path, uint64_t maxBytes,
         // the meshes are built keeps the load's peak near the larger of text and scene, not
         // their sum. A refusal then reads the file again to place its fault.
         std::string().swap(text);
-        if (ReadParsed(host, root, baseDir, &refusal)) return true;
+        if (ReadParsed(host, root, baseDir, &refusal)) {
+            root = JsonNode();
+            ReturnFreedMemory();
+            return true;
+        }
         root = JsonNode();
         if (!ReadSceneBytes(path, maxBytes, &text, error)) return false;
     }
