@@ -1,6 +1,5 @@
 #include "JsonTree.h"
 
-#include "JsonArrayScan.h"
 #include "gltfio_json.h"
 
 #include <memory>
@@ -182,13 +181,13 @@ private:
         return true;
     }
 
-    // Reads the sink's array, whose '[' is at `open`, quickly where ScanJsonArray can, and moves
+    // Reads the sink's array, whose '[' is at `open`, quickly where the sink can, and moves
     // the stream to one character before its ']': the reader takes one character after this
     // event (the '[', as it thinks), so that the next it meets is the ']' and FinishSink follows.
     bool ScanIntoSink(size_t open) {
         size_t close = 0;
         if (stream_.Tell() != open || text_[open] != '[' ||
-            !ScanJsonArray(text_.data(), text_.size(), open, *sink_, &close))
+            !sink_->ScanQuickly(text_.data(), text_.size(), open, &close))
             return false;
         stream_.Seek(close - 1);
         return true;

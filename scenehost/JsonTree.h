@@ -83,6 +83,9 @@ public:
     virtual bool EndArray() = 0;
     // The array's closing bracket; a sink still in the middle of an element declines.
     virtual bool Finish() = 0;
+    // Reads the whole array, whose '[' is at text[open], at once where it can (ScanJsonArray),
+    // with `*close` at its ']'; false leaves it to the events above, to a fresh sink.
+    virtual bool ScanQuickly(const char* text, size_t size, size_t open, size_t* close) = 0;
 };
 
 // Thrown by ParseJson when a sink declined.

@@ -1,5 +1,6 @@
 #include "SceneFileArrays.h"
 
+#include "JsonArrayScan.h"
 #include "MeshData.h"
 
 #include <algorithm>
@@ -79,6 +80,10 @@ bool NumberRows::EndArray() {
     inRow_ = false;
     present_.push_back(1);
     return true;
+}
+
+bool NumberRows::ScanQuickly(const char* text, size_t size, size_t open, size_t* close) {
+    return ScanJsonArray(text, size, open, *this, close);
 }
 
 void NumberRows::AddPoints(MeshData& mesh) {
@@ -185,6 +190,10 @@ uint32_t PolygonRows::TextIndex(const char* s, size_t length) {
     return uint32_t(texts_.size() - 1);
 }
 
+bool PolygonRows::ScanQuickly(const char* text, size_t size, size_t open, size_t* close) {
+    return ScanJsonArray(text, size, open, *this, close);
+}
+
 void PolygonRows::AddPolygons(MeshData& mesh) {
     mesh.Reserve(mesh.PointCount(), mesh.PolygonCount() + uint32_t(ends_.size()),
                  mesh.CornerCount() + uint32_t(corners_.size()));
@@ -279,6 +288,10 @@ bool PolygonValueRows::EndObject() {
     polygons_.push_back(polygon_);
     ends_.push_back(uint32_t(present_.size()));
     return true;
+}
+
+bool PolygonValueRows::ScanQuickly(const char* text, size_t size, size_t open, size_t* close) {
+    return ScanJsonArray(text, size, open, *this, close);
 }
 
 void PolygonValueRows::SetPolygonValues(MeshData& mesh, MeshMap& map) {

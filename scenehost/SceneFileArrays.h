@@ -30,7 +30,7 @@ public:
 
 // Rows of numbers, each a float: "points" (rows of 3, never null) and a map's "values" (rows of
 // the map's dimension, or null where a point has no value).
-class NumberRows : public JsonArraySink {
+class NumberRows final : public JsonArraySink {
 public:
     // `width` 0: any width, the same in every row, and null rows allowed.
     explicit NumberRows(uint32_t width) : width_(width), fixedWidth_(width != 0) {}
@@ -49,6 +49,7 @@ public:
     bool StartArray() override;
     bool EndArray() override;
     bool Finish() override { return !inRow_; }
+    bool ScanQuickly(const char* text, size_t size, size_t open, size_t* close) override;
 
     // Adds the rows as the mesh's points.
     void AddPoints(MeshData& mesh);
@@ -67,7 +68,7 @@ private:
 };
 
 // "polygons": arrays of point indices, or objects with "points", "material" and "part".
-class PolygonRows : public JsonArraySink {
+class PolygonRows final : public JsonArraySink {
 public:
     bool Null() override { return false; }
     bool Bool(bool) override { return false; }
@@ -83,6 +84,7 @@ public:
     bool StartArray() override;
     bool EndArray() override;
     bool Finish() override { return !inObject_ && !inPoints_; }
+    bool ScanQuickly(const char* text, size_t size, size_t open, size_t* close) override;
 
     void AddPolygons(MeshData& mesh);
 
@@ -108,7 +110,7 @@ private:
 
 // A map's "polygonValues": objects with a "polygon" index and "values" per corner, each a row
 // of numbers or null.
-class PolygonValueRows : public JsonArraySink {
+class PolygonValueRows final : public JsonArraySink {
 public:
     bool Null() override;
     bool Bool(bool) override { return false; }
@@ -124,6 +126,7 @@ public:
     bool StartArray() override;
     bool EndArray() override;
     bool Finish() override { return !inEntry_; }
+    bool ScanQuickly(const char* text, size_t size, size_t open, size_t* close) override;
 
     void SetPolygonValues(MeshData& mesh, MeshMap& map);
 
