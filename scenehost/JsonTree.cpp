@@ -25,6 +25,7 @@ public:
     Ch Peek() const { return *src_; }
     Ch Take() { return *src_++; }
     size_t Tell() const { return static_cast<size_t>(src_ - head_); }
+    void Seek(size_t offset) { src_ = head_ + offset; }
     // Output is never asked of an input stream.
     Ch* PutBegin() { return nullptr; }
     void Put(Ch) {}
@@ -39,37 +40,57 @@ private:
 // Builds the tree from the reader's events, with a stack of open arrays and objects.
 class TreeBuilder {
 public:
-    TreeBuilder(const std::string& text, const TrackedStream& stream)
-        : text_(text), stream_(stream) {}
+    TreeBuilder(const std::string& text, TrackedStream& stream,
+                const JsonArrayRouter* router = nullptr)
+        : text_(text), stream_(stream), router_(router) {}
 
     JsonNode TakeRoot() { return std::move(root_); }
     const JsonError* Error() const { return error_.get(); }
+    bool Declined() const { return declined_; }
 
-    bool Null() { return Add(JsonNode::Kind::Null); }
+    bool Null() { return sink_ ? Pass(sink_->Null()) : Add(JsonNode::Kind::Null); }
     bool Bool(bool b) {
+        if (sink_) return Pass(sink_->Bool(b));
         return Add(JsonNode::Kind::Bool, [&](JsonNode& n) { n.boolean = b; });
     }
-    bool Int(int i) { return Integer(i); }
-    bool Uint(unsigned u) { return Integer(u); }
-    bool Int64(int64_t i) { return Integer(i); }
+    bool Int(int i) { return sink_ ? Pass(sink_->Int(i)) : Integer(i); }
+    bool Uint(unsigned u) { return sink_ ? Pass(sink_->Uint(u)) : Integer(u); }
+    bool Int64(int64_t i) { return sink_ ? Pass(sink_->Int64(i)) : Integer(i); }
     bool Uint64(uint64_t u) {
+        if (sink_) return Pass(sink_->Uint64(u));
         if (u <= static_cast<uint64_t>(INT64_MAX)) return Integer(static_cast<int64_t>(u));
         // Beyond int64: a plain number; no channel or value takes such an integer anyway.
         return Add(JsonNode::Kind::Number, [&](JsonNode& n) { n.number = static_cast<double>(u); });
     }
     bool Double(double d) {
+        if (sink_) return Pass(sink_->Double(d));
         return Add(JsonNode::Kind::Number, [&](JsonNode& n) { n.number = d; });
     }
     bool RawNumber(const char*, rapidjson::SizeType, bool) { return false; } // not asked for
     bool String(const char* s, rapidjson::SizeType length, bool) {
+        if (sink_) return Pass(sink_->String(s, length));
         return Add(JsonNode::Kind::String, [&](JsonNode& n) { n.text.assign(s, length); });
     }
-    bool StartObject() { return Open(JsonNode::Kind::Object); }
-    bool StartArray() { return Open(JsonNode::Kind::Array); }
-    bool EndObject(rapidjson::SizeType) { return Close(); }
-    bool EndArray(rapidjson::SizeType) { return Close(); }
+    bool StartObject() {
+        if (sink_) return ++sinkDepth_, Pass(sink_->StartObject());
+        return Open(JsonNode::Kind::Object);
+    }
+    bool StartArray() {
+        if (sink_) return ++sinkDepth_, Pass(sink_->StartArray());
+        return Open(JsonNode::Kind::Array);
+    }
+    bool EndObject(rapidjson::SizeType) {
+        if (sink_) return --sinkDepth_, Pass(sink_->EndObject());
+        return Close();
+    }
+    bool EndArray(rapidjson::SizeType) {
+        if (sink_ && sinkDepth_ > 0) return --sinkDepth_, Pass(sink_->EndArray());
+        if (sink_) return FinishSink();
+        return Close();
+    }
 
     bool Key(const char* s, rapidjson::SizeType length, bool) {
+        if (sink_) return Pass(sink_->Key(s, length));
         size_t at = Start();
         std::string name(s, length);
         if (const JsonMember* first = FindMember(name)) {
@@ -131,6 +152,20 @@ private:
         // The iterative reader reports a bracket before it takes it: what follows starts after
         // the bracket whichever reader ran.
         mark_ = node.offset + 1;
+        if (router_ && !open_.empty()) {
+            path_.push_back(open_.back().kind == JsonNode::Kind::Array ? std::string()
+                                                                       : keys_.back().name);
+            if (kind == JsonNode::Kind::Array) {
+                sink_ = (*router_)(path_);
+                if (sink_ && !ScanIntoSink(node.offset)) sink_ = (*router_)(path_); // spent
+                if (sink_) {
+                    path_.pop_back();
+                    sinkDepth_ = 0;
+                    sinkOffset_ = node.offset;
+                    return true;
+                }
+            }
+        }
         open_.push_back(std::move(node));
         memberIndex_.emplace_back();
         return true;
@@ -141,6 +176,38 @@ private:
         JsonNode node = std::move(open_.back());
         open_.pop_back();
         memberIndex_.pop_back();
+        if (router_ && !open_.empty()) path_.pop_back();
+        Attach(std::move(node));
+        return true;
+    }
+
+    // Reads the sink's array, whose '[' is at `open`, quickly where the sink can, and moves
+    // the stream to one character before its ']': the reader takes one character after this
+    // event (the '[', as it thinks), so that the next it meets is the ']' and FinishSink follows.
+    bool ScanIntoSink(size_t open) {
+        size_t close = 0;
+        if (stream_.Tell() != open || text_[open] != '[' ||
+            !sink_->ScanQuickly(text_.data(), text_.size(), open, &close))
+            return false;
+        stream_.Seek(close - 1);
+        return true;
+    }
+
+    // An event inside a sink's array: its answer, noted when it declines.
+    bool Pass(bool taken) {
+        declined_ = declined_ || !taken;
+        return taken;
+    }
+
+    // The closing bracket of a sink's array: the array becomes a node that holds the sink.
+    bool FinishSink() {
+        if (!Pass(sink_->Finish())) return false;
+        JsonNode node;
+        node.kind = JsonNode::Kind::Array;
+        node.offset = sinkOffset_;
+        node.sink = std::move(sink_);
+        mark_ = stream_.Tell();
+        mark_ = Start() + 1; // past the bracket, as in Close
         Attach(std::move(node));
         return true;
     }
@@ -171,12 +238,18 @@ private:
     }
 
     const std::string& text_;
-    const TrackedStream& stream_;
+    TrackedStream& stream_;
     size_t mark_ = 0;
     static constexpr size_t kIndexedMembers = 32;
     std::vector<JsonNode> open_;
     std::vector<std::unordered_map<std::string, size_t>> memberIndex_; // one per open value
     std::vector<PendingKey> keys_;
+    const JsonArrayRouter* router_;
+    std::vector<std::string> path_;       // of the open values below the root, when routing
+    std::shared_ptr<JsonArraySink> sink_; // taking in the array being read, if any
+    size_t sinkDepth_ = 0;                // arrays and objects open inside the sink's array
+    size_t sinkOffset_ = 0;
+    bool declined_ = false;
     JsonNode root_;
     std::unique_ptr<JsonError> error_;
 };
@@ -226,12 +299,17 @@ const char* ParseErrorText(rapidjson::ParseErrorCode code) {
 } // namespace
 
 JsonNode ParseJson(const std::string& text) {
+    return ParseJson(text, JsonArrayRouter());
+}
+
+JsonNode ParseJson(const std::string& text, const JsonArrayRouter& router) {
     TrackedStream stream(text);
-    TreeBuilder builder(text, stream);
+    TreeBuilder builder(text, stream, router ? &router : nullptr);
     rapidjson::Reader reader;
     rapidjson::ParseResult ok =
         reader.Parse<rapidjson::kParseValidateEncodingFlag | rapidjson::kParseIterativeFlag>(
             stream, builder);
+    if (!ok && builder.Declined()) throw JsonDeclined();
     if (!ok && builder.Error()) throw *builder.Error();
     if (!ok) throw JsonError(ok.Offset(), ParseErrorText(ok.Code()));
     // A NUL inside the text ends RapidJSON's reading early; what follows must not pass silently.

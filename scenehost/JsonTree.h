@@ -9,6 +9,8 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
+#include <memory>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -16,6 +18,7 @@
 namespace scenehost {
 
 struct JsonMember;
+class JsonArraySink;
 
 struct JsonNode {
     enum class Kind { Null, Bool, Integer, Number, String, Array, Object };
@@ -28,6 +31,8 @@ struct JsonNode {
     std::vector<JsonNode> elements;
     std::vector<JsonMember> members; // in the file's order
     size_t offset = 0;
+    // Kind::Array read by a sink instead of into `elements` (see ParseJson's router).
+    std::shared_ptr<JsonArraySink> sink;
 
     bool IsNumber() const { return kind == Kind::Integer || kind == Kind::Number; }
     const JsonMember* Find(const std::string& name) const;
@@ -54,9 +59,51 @@ private:
 // file from building a tree that recursion (the tree's own destructor included) cannot walk.
 constexpr size_t kMaxJsonDepth = 256;
 
+// Takes in the contents of one array as it is read, instead of a node per element: a file's
+// bulk arrays (a million points) then go into compact storage without a tree in between. The
+// calls are the reader's own events for everything between the array's brackets. Any call may
+// decline by returning false: the array holds something the sink does not take in (a value of
+// another shape, or a fault), and ParseJson then throws JsonDeclined so that the caller can read
+// the text the general way, which reports faults with their place.
+class JsonArraySink {
+public:
+    virtual ~JsonArraySink() = default;
+    virtual bool Null() = 0;
+    virtual bool Bool(bool b) = 0;
+    virtual bool Int(int i) = 0;
+    virtual bool Uint(unsigned u) = 0;
+    virtual bool Int64(int64_t i) = 0;
+    virtual bool Uint64(uint64_t u) = 0;
+    virtual bool Double(double d) = 0;
+    virtual bool String(const char* s, size_t length) = 0;
+    virtual bool Key(const char* s, size_t length) = 0;
+    virtual bool StartObject() = 0;
+    virtual bool EndObject() = 0;
+    virtual bool StartArray() = 0;
+    virtual bool EndArray() = 0;
+    // The array's closing bracket; a sink still in the middle of an element declines.
+    virtual bool Finish() = 0;
+    // Reads the whole array, whose '[' is at text[open], at once where it can (ScanJsonArray),
+    // with `*close` at its ']'; false leaves it to the events above, to a fresh sink.
+    virtual bool ScanQuickly(const char* text, size_t size, size_t open, size_t* close) = 0;
+};
+
+// Thrown by ParseJson when a sink declined.
+class JsonDeclined : public std::runtime_error {
+public:
+    JsonDeclined() : std::runtime_error("an array was declined") {}
+};
+
+// Where an array stands: the member names from the root down, "" for an array's element
+// ({"items", "", "mesh", "points"}). Returns the sink for the array there, or null for a tree.
+using JsonArrayRouter =
+    std::function<std::shared_ptr<JsonArraySink>(const std::vector<std::string>& path)>;
+
 // Parses `text` without recursion; throws JsonError at the fault for broken JSON, nesting deeper
 // than kMaxJsonDepth, duplicate member names and invalid UTF-8.
 JsonNode ParseJson(const std::string& text);
+// The same, with arrays taken in by the sinks `router` hands out; JsonDeclined when one declines.
+JsonNode ParseJson(const std::string& text, const JsonArrayRouter& router);
 
 // 1-based line and column of a byte offset; columns count characters, not bytes.
 struct TextPosition {

@@ -2,6 +2,7 @@
 
 #include "JsonTree.h"
 #include "MeshData.h"
+#include "SceneFileArrays.h"
 #include "SceneFileMesh.h"
 #include "SceneFileSource.h"
 #include "SceneHost.h"
@@ -9,6 +10,9 @@
 #include <filesystem>
 #include <initializer_list>
 #include <limits>
+#ifdef __GLIBC__
+#include <malloc.h>
+#endif
 
 namespace scenehost {
 
@@ -668,9 +672,9 @@ void SceneReader::ReadSelection(const JsonNode& node) {
     }
 }
 
-} // namespace
-
-bool LoadSceneText(SceneHost& host, const std::string& text, const std::string& fileName,
+// Reads the text into the host with a tree of every value, each with its place in the text: the
+// general way, which places every fault.
+bool LoadSceneTree(SceneHost& host, const std::string& text, const std::string& fileName,
                    const std::string& baseDir, std::string* error) {
     try {
         JsonNode root = ParseJson(text);
@@ -686,12 +690,109 @@ bool LoadSceneText(SceneHost& host, const std::string& text, const std::string& 
     }
 }
 
+// Why a parsed scene was refused: a fault at a place in the text, a fault in a mesh's bulk
+// arrays (which keep no places), or anything else.
+struct Refusal {
+    enum Kind { kPlaced, kArrays, kOther };
+    Kind kind = kOther;
+    size_t offset = 0;
+    std::string what;
+};
+
+// The message for a refusal of `text`. A fault in bulk arrays is placed by the general reader,
+// which reads the text into a host of its own: the caller's host is partly filled by now.
+std::string Report(const Refusal& refusal, const std::string& text, const std::string& fileName,
+                   const std::string& baseDir) {
+    if (refusal.kind == Refusal::kPlaced)
+        return Located(fileName, text, refusal.offset, refusal.what);
+    if (refusal.kind == Refusal::kArrays) {
+        SceneHost scratch;
+        std::string error;
+        if (!LoadSceneTree(scratch, text, fileName, baseDir, &error)) return error;
+        // Both readers refuse the same texts, so this is not met; the file is refused anyway.
+    }
+    return fileName + ": " + refusal.what;
+}
+
+enum class Parsed { kTree, kDeclined, kRefused };
+
+// The text and the arrays' storage went back to the allocator, which keeps some of it on its
+// heap; handing that back to the system lets a save start from the scene alone.
+void ReturnFreedMemory() {
+#ifdef __GLIBC__
+    ::malloc_trim(0);
+#endif
+}
+
+// Parses the text with meshes' bulk arrays taken in by sinks, and the rest as a tree. When a
+// sink declines, nothing is in the host yet, and the general reader reads the text instead.
+Parsed ParseWithSinks(const std::string& text, JsonNode* root, Refusal* refusal) {
+    try {
+        *root = ParseJson(text, SceneArrayRouter());
+        return Parsed::kTree;
+    } catch (const JsonDeclined&) {
+        return Parsed::kDeclined;
+    } catch (const JsonError& e) {
+        *refusal = {Refusal::kPlaced, e.Offset(), e.what()};
+    } catch (const std::exception& e) {
+        *refusal = {Refusal::kOther, 0, e.what()};
+    }
+    return Parsed::kRefused;
+}
+
+bool ReadParsed(SceneHost& host, const JsonNode& root, const std::string& baseDir,
+                Refusal* refusal) {
+    try {
+        SceneReader(host, baseDir).Read(root);
+        return true;
+    } catch (const ArrayFault& e) {
+        *refusal = {Refusal::kArrays, 0, e.what()};
+    } catch (const JsonError& e) {
+        *refusal = {Refusal::kPlaced, e.Offset(), e.what()};
+    } catch (const std::exception& e) {
+        *refusal = {Refusal::kOther, 0, e.what()};
+    }
+    return false;
+}
+
+} // namespace
+
+bool LoadSceneText(SceneHost& host, const std::string& text, const std::string& fileName,
+                   const std::string& baseDir, std::string* error) {
+    JsonNode root;
+    Refusal refusal;
+    Parsed parsed = ParseWithSinks(text, &root, &refusal);
+    if (parsed == Parsed::kDeclined) return LoadSceneTree(host, text, fileName, baseDir, error);
+    if (parsed == Parsed::kTree && ReadParsed(host, root, baseDir, &refusal)) return true;
+    root = JsonNode(); // not needed for the report
+    if (error) *error = Report(refusal, text, fileName, baseDir);
+    return false;
+}
+
 bool LoadSceneFile(SceneHost& host, const std::string& path, uint64_t maxBytes,
                    std::string* error) {
     std::string text;
     if (!ReadSceneBytes(path, maxBytes, &text, error)) return false;
     std::string baseDir = std::filesystem::path(path).parent_path().generic_string();
-    return LoadSceneText(host, text, path, baseDir, error);
+    JsonNode root;
+    Refusal refusal;
+    Parsed parsed = ParseWithSinks(text, &root, &refusal);
+    if (parsed == Parsed::kDeclined) return LoadSceneTree(host, text, path, baseDir, error);
+    if (parsed == Parsed::kTree) {
+        // The tree and the sinks hold all the host takes from the text: letting it go before
+        // the meshes are built keeps the load's peak near the larger of text and scene, not
+        // their sum. A refusal then reads the file again to place its fault.
+        std::string().swap(text);
+        if (ReadParsed(host, root, baseDir, &refusal)) {
+            root = JsonNode();
+            ReturnFreedMemory();
+            return true;
+        }
+        root = JsonNode();
+        if (!ReadSceneBytes(path, maxBytes, &text, error)) return false;
+    }
+    if (error) *error = Report(refusal, text, path, baseDir);
+    return false;
 }
 
 bool LoadSceneFile(SceneHost& host, const std::string& path, std::string* error) {

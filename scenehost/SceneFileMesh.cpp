@@ -3,6 +3,7 @@
 #include "JsonTree.h"
 #include "MeshData.h"
 #include "MeshGenerate.h"
+#include "SceneFileArrays.h"
 
 #include <algorithm>
 #include <cfloat>
@@ -63,12 +64,18 @@ uint32_t IndexBelow(const JsonNode& node, uint32_t limit, const char* what, cons
     return uint32_t(node.integer);
 }
 
+// The sink that took the array in while the file was parsed, if one of type T did.
+template <class T> T* Taken(const JsonNode& node) {
+    return dynamic_cast<T*>(node.sink.get());
+}
+
 const std::string& Text(const JsonNode& node, const char* what) {
     Expect(node, Kind::String, what);
     return node.text;
 }
 
 void ReadPoints(MeshData& mesh, const JsonNode& points) {
+    if (NumberRows* rows = Taken<NumberRows>(points)) return rows->AddPoints(mesh);
     Expect(points, Kind::Array, "\"points\"");
     mesh.Reserve(uint32_t(points.elements.size()), 0, 0);
     for (const JsonNode& p : points.elements) {
@@ -140,6 +147,43 @@ bool ReadValue(const MeshMap& map, const JsonNode& node, float* value) {
     return true;
 }
 
+void ReadPointValues(MeshData& mesh, MeshMap& map, const JsonNode& values) {
+    if (NumberRows* rows = Taken<NumberRows>(values)) return rows->SetPointValues(mesh, map);
+    Expect(values, Kind::Array, "\"values\"");
+    const std::vector<JsonNode>& list = values.elements;
+    if (list.size() > mesh.PointCount())
+        Fail(values, "the map has values for " + std::to_string(list.size()) +
+                         " points, and the mesh has " + std::to_string(mesh.PointCount()));
+    float value[8];
+    for (uint32_t point = 0; point < list.size(); ++point)
+        if (ReadValue(map, list[point], value)) map.SetPointValue(point, value);
+}
+
+void ReadPolygonValues(MeshData& mesh, MeshMap& map, const JsonNode& polygonValues) {
+    if (PolygonValueRows* rows = Taken<PolygonValueRows>(polygonValues))
+        return rows->SetPolygonValues(mesh, map);
+    Expect(polygonValues, Kind::Array, "\"polygonValues\"");
+    float value[8];
+    for (const JsonNode& entry : polygonValues.elements) {
+        Expect(entry, Kind::Object, "a polygon's values");
+        CheckMembers(entry, "a polygon's values", {"polygon", "values"});
+        const JsonMember* polygon = entry.Find("polygon");
+        const JsonMember* corners = entry.Find("values");
+        if (!polygon || !corners) Fail(entry, "a polygon's values need \"polygon\" and \"values\"");
+        uint32_t index = IndexBelow(polygon->value, mesh.PolygonCount(), "polygon", "polygons");
+        Expect(corners->value, Kind::Array, "\"values\"");
+        uint32_t count = mesh.VertexCount(index);
+        if (corners->value.elements.size() != count)
+            Fail(corners->value, "polygon " + std::to_string(index) + " has " +
+                                     std::to_string(count) + " points, and " +
+                                     std::to_string(corners->value.elements.size()) +
+                                     " values are given");
+        for (uint32_t corner = 0; corner < count; ++corner)
+            if (ReadValue(map, corners->value.elements[corner], value))
+                map.SetPolygonValue(index, corner, value);
+    }
+}
+
 void ReadMap(MeshData& mesh, const JsonNode& node) {
     Expect(node, Kind::Object, "a map");
     CheckMembers(node, "a map", {"type", "name", "values", "polygonValues"});
@@ -154,40 +198,10 @@ void ReadMap(MeshData& mesh, const JsonNode& node) {
     if (mesh.FindMap(code, mapName))
         Fail(name->value, "the mesh has a " + typeText + " map '" + mapName + "' already");
     MeshMap& map = mesh.AddMap(code, mapName);
-    float value[8];
 
-    if (const JsonMember* values = node.Find("values")) {
-        Expect(values->value, Kind::Array, "\"values\"");
-        const std::vector<JsonNode>& list = values->value.elements;
-        if (list.size() > mesh.PointCount())
-            Fail(values->value, "the map has values for " + std::to_string(list.size()) +
-                                    " points, and the mesh has " +
-                                    std::to_string(mesh.PointCount()));
-        for (uint32_t point = 0; point < list.size(); ++point)
-            if (ReadValue(map, list[point], value)) map.SetPointValue(point, value);
-    }
-    if (const JsonMember* polygonValues = node.Find("polygonValues")) {
-        Expect(polygonValues->value, Kind::Array, "\"polygonValues\"");
-        for (const JsonNode& entry : polygonValues->value.elements) {
-            Expect(entry, Kind::Object, "a polygon's values");
-            CheckMembers(entry, "a polygon's values", {"polygon", "values"});
-            const JsonMember* polygon = entry.Find("polygon");
-            const JsonMember* corners = entry.Find("values");
-            if (!polygon || !corners)
-                Fail(entry, "a polygon's values need \"polygon\" and \"values\"");
-            uint32_t index = IndexBelow(polygon->value, mesh.PolygonCount(), "polygon", "polygons");
-            Expect(corners->value, Kind::Array, "\"values\"");
-            uint32_t count = mesh.VertexCount(index);
-            if (corners->value.elements.size() != count)
-                Fail(corners->value, "polygon " + std::to_string(index) + " has " +
-                                         std::to_string(count) + " points, and " +
-                                         std::to_string(corners->value.elements.size()) +
-                                         " values are given");
-            for (uint32_t corner = 0; corner < count; ++corner)
-                if (ReadValue(map, corners->value.elements[corner], value))
-                    map.SetPolygonValue(index, corner, value);
-        }
-    }
+    if (const JsonMember* values = node.Find("values")) ReadPointValues(mesh, map, values->value);
+    if (const JsonMember* polygonValues = node.Find("polygonValues"))
+        ReadPolygonValues(mesh, map, polygonValues->value);
 }
 
 void ReadGenerate(MeshData& mesh, const JsonNode& node) {
@@ -246,8 +260,11 @@ void ReadMeshMember(MeshData& mesh, const JsonNode& node) {
     if (const JsonMember* m = node.Find("points")) ReadPoints(mesh, m->value);
     if (const JsonMember* m = node.Find("polygons")) {
         Expect(m->value, Kind::Array, "\"polygons\"");
-        for (const JsonNode& polygon : m->value.elements)
-            ReadPolygon(mesh, polygon);
+        if (PolygonRows* rows = Taken<PolygonRows>(m->value))
+            rows->AddPolygons(mesh);
+        else
+            for (const JsonNode& polygon : m->value.elements)
+                ReadPolygon(mesh, polygon);
     }
     if (const JsonMember* m = node.Find("maps")) {
         Expect(m->value, Kind::Array, "\"maps\"");

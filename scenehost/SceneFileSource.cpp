@@ -3,6 +3,7 @@
 #include <cerrno>
 #include <cstring>
 #include <fcntl.h>
+#include <sys/mman.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -49,6 +50,19 @@ private:
     int fd_;
 };
 
+// Asks for huge pages under the buffer of a large file's text: filled in 4 KiB pages, a hundred
+// megabytes cost tens of thousands of page faults, a good part of reading the file.
+void AdviseHugePages(char* buffer, size_t size) {
+#ifdef MADV_HUGEPAGE
+    constexpr uintptr_t kHugePage = uintptr_t(2) << 20;
+    uintptr_t begin = (reinterpret_cast<uintptr_t>(buffer) + kHugePage - 1) & ~(kHugePage - 1);
+    uintptr_t end = (reinterpret_cast<uintptr_t>(buffer) + size) & ~(kHugePage - 1);
+    if (end > begin) ::madvise(reinterpret_cast<void*>(begin), end - begin, MADV_HUGEPAGE);
+#else
+    (void)buffer, (void)size;
+#endif
+}
+
 } // namespace
 
 bool ReadSceneBytes(const std::string& path, uint64_t maxBytes, std::string* text,
@@ -69,6 +83,9 @@ bool ReadSceneBytes(const std::string& path, uint64_t maxBytes, std::string* tex
     if (!S_ISREG(opened.st_mode)) return refuse(cannot + ": it " + NotRegular(opened.st_mode));
     const uint64_t size = static_cast<uint64_t>(opened.st_size);
     if (size > maxBytes) return refuse(cannot + ": it " + TooBig(size, maxBytes));
+    text->clear();
+    text->reserve(static_cast<size_t>(size)); // not touched yet: the advice comes first
+    AdviseHugePages(&(*text)[0], static_cast<size_t>(size));
     text->assign(static_cast<size_t>(size), '\0');
     size_t done = 0;
     while (done < text->size()) {

@@ -7,6 +7,7 @@
 
 #include <cmath>
 #include <cstdlib>
+#include <cstring>
 #include <fcntl.h>
 #include <filesystem>
 #include <sys/stat.h>
@@ -280,6 +281,71 @@ TEST(SceneFile, HostileShapesAreRefusedOrReadInLinearTime) {
     EXPECT_EQ(Load(meshHost, R"({"items": [{"id": "m", "type": "mesh", "mesh": {"points": [)" +
                                  points + "], \"polygons\": [[" + polygon + "]]}}]}"),
               "");
+}
+
+TEST(SceneFile, BulkArraysReadAsTheTreeReadsThemAndFaultsFoundLaterArePlaced) {
+    // Numbers of every form, nulls, both polygon forms and "polygons" before "points"; an escape
+    // and a 17-digit number leave their arrays to RapidJSON's reader. A polygon with "tags"
+    // elsewhere sends the whole file to the tree reader: both readings give the same bits.
+    const std::string mesh = R"({"id": "m", "type": "mesh", "mesh": {
+      "polygons": [[0, 1, 2], {"material": "W\u00f6od", "points": [3, 2, 1], "part": "P"}],
+      "points": [[1e-3, -0.0, 12345678.5], [0.1, 1E+2, -7], [3.4028234e38, 0, 5e-324],
+                 [-2.5e-40, 123456789, 0.000001]],
+      "maps": [{"type": "TXUV", "name": "UV", "values": [null, [0.25, -1e2], [7, 0.30000000000000004]],
+                "polygonValues": [{"values": [[1, 2], null, [0.3, 0.7]], "polygon": 1}]}]}})";
+    const std::string tagged =
+        R"(, {"id": "t", "type": "mesh", "mesh": {"points": [[0, 0, 0], [1, 0, 0], [0, 1, 0]],
+      "polygons": [{"points": [0, 1, 2], "tags": {"NOTE": "x"}}]}})";
+    SceneHost quick, tree;
+    ASSERT_EQ(Load(quick, "{\"items\": [" + mesh + "]}"), "");
+    ASSERT_EQ(Load(tree, "{\"items\": [" + mesh + tagged + "]}"), "");
+    const MeshData& a = quick.Scene().FindIdent("m")->Mesh();
+    const MeshData& b = tree.Scene().FindIdent("m")->Mesh();
+    ASSERT_EQ(a.PointCount(), 4u);
+    ASSERT_EQ(a.CornerCount(), b.CornerCount());
+    EXPECT_EQ(std::memcmp(a.Position(0), b.Position(0), 12 * sizeof(float)), 0);
+    EXPECT_EQ(std::vector<uint32_t>(a.PolygonPoints(0), a.PolygonPoints(0) + 6),
+              std::vector<uint32_t>(b.PolygonPoints(0), b.PolygonPoints(0) + 6));
+    EXPECT_EQ(a.Tag(0, qvPolyTagMaterial), nullptr);
+    EXPECT_STREQ(a.Tag(1, qvPolyTagMaterial), "W\xc3\xb6od");
+    EXPECT_STREQ(a.Tag(1, qvPolyTagPart), "P");
+    const MeshMap &uvA = a.Map(0), &uvB = b.Map(0);
+    EXPECT_EQ(uvA.PointValue(0), nullptr);
+    EXPECT_EQ(uvA.CornerValue(4), nullptr);
+    for (uint32_t i : {1u, 2u})
+        EXPECT_EQ(std::memcmp(uvA.PointValue(i), uvB.PointValue(i), 2 * sizeof(float)), 0);
+    for (uint32_t corner : {3u, 5u})
+        EXPECT_EQ(std::memcmp(uvA.CornerValue(corner), uvB.CornerValue(corner), 8), 0);
+
+    // Faults that need the whole mesh are found as the arrays go into it, and placed as the
+    // tree reader places them; a file is read again for it, after its text was let go.
+    auto scene = [](const std::string& meshMembers) {
+        return "{\"items\": [{\"id\": \"m\", \"type\": \"mesh\", \"mesh\": {\"points\": [[0, 0, "
+               "0], [1, 0, 0], [0, 1, 0]], " +
+               meshMembers + "}}]}";
+    };
+    const std::string uv = R"("maps": [{"type": "TXUV", "name": "UV", )";
+    auto load = [](const std::string& text) {
+        SceneHost host;
+        return Load(host, text);
+    };
+    EXPECT_EQ(load(scene(R"("polygons": [[0, 1, 2], [2, 1, 3]])")),
+              "s.json:1:125: no point 3: the mesh has 3 points");
+    EXPECT_EQ(load(scene(uv + R"("values": [[0, 0], [1, 0], [0, 1], [1, 1]]}])")),
+              "s.json:1:144: the map has values for 4 points, and the mesh has 3");
+    EXPECT_EQ(load(scene(uv + R"("values": [null, [0, 0, 1]]}])")),
+              "s.json:1:151: a TXUV value has 2 numbers, not 3");
+    EXPECT_EQ(load(scene(R"("polygons": [[0, 1, 2]], )" + uv +
+                         R"("polygonValues": [{"polygon": 0, "values": [[0, 0]]}]}])")),
+              "s.json:1:202: polygon 0 has 3 points, and 1 values are given");
+    testsupport::ScratchDir scratch;
+    testsupport::WriteBytes(scratch.Path("s.json"), scene(uv + R"("polygonValues": [
+        {"polygon": 1, "values": [[0, 0], [1, 1], [0, 1]]}]}])"));
+    SceneHost host;
+    std::string error;
+    EXPECT_FALSE(LoadSceneFile(host, scratch.Path("s.json").string(), &error));
+    EXPECT_EQ(error,
+              scratch.Path("s.json").string() + ":2:21: no polygon 1: the mesh has 0 polygons");
 }
 
 TEST(SceneFile, DeformGroupsGiveTheirMeshesJointsAndLocators) {
