@@ -47,22 +47,18 @@ template <class Map> struct MapEntry {
 // Keeping only the per-corner index, not the corner's value, is what holds a large mesh's
 // UV tables to 4 bytes a corner.
 struct UvWork {
-    // A value seen at a point; the values of one point form a list through `next`.
-    struct Seen {
-        float u, v;
-        uint32_t index;
-        uint32_t next;
-    };
     GltfLogMsg* log = nullptr;
     GltfUvMap* map = nullptr;
-    std::vector<uint32_t> firstSeen; // per point, and one for ids the point walk did not see
-    std::vector<Seen> seen;
+    // The values of one point form a list: its newest entry, then the entry before it at the
+    // same point, by entry of `map->values`.
+    std::vector<uint32_t> newestAtPoint; // per point, and one for ids the point walk did not see
+    std::vector<uint32_t> nextAtPoint;   // per entry
     bool complete = true;
 };
 // Stands for a corner whose id the point walk did not see. Deliberate: a point index too large
 // for 31 bits is noPoint too, and all noPoint corners are reduced as one group.
 constexpr uint32_t noPoint = 0x7FFFFFFFu;
-constexpr uint32_t noSeen = 0xFFFFFFFFu;
+constexpr uint32_t noEntry = 0xFFFFFFFFu;
 
 // Point id -> index in positions, open addressing over the handle's bits.
 class PointIndexTable {
@@ -74,7 +70,17 @@ public:
     void Clear();
 
 private:
-    std::vector<std::pair<QvPointId, uint32_t>> slots;
+    // Twelve bytes, not the sixteen of a pointer and an index side by side: the id in two halves.
+    struct Slot {
+        uint32_t idLow = 0, idHigh = 0;
+        uint32_t index = 0;
+        QvPointId Id() const {
+            return reinterpret_cast<QvPointId>((uint64_t{idHigh} << 32) | idLow);
+        }
+    };
+    void Put(QvPointId id, uint32_t index, size_t at);
+
+    std::vector<Slot> slots;
     size_t count = 0;
 };
 
@@ -152,6 +158,7 @@ struct MeshWork {
     void AddCornerTangents(QvPointId point);
     void AddCornerNormal(QvPointId point, uint32_t pointIndex);
     void AddCornerUvs(QvPointId point, uint32_t pointIndex);
+    bool pointHasNormal(uint32_t pointIndex);
     void addCornerUv(UvWork& work, uint32_t pointIndex, bool mapped, float u, float v);
 
     GltfLogMsg* log = nullptr;
@@ -160,6 +167,10 @@ struct MeshWork {
     std::vector<QvMapId> uvMapIds;
     QvMapId normalMapId = nullptr;
     QvPolygonId polygonId = nullptr; // the selected polygon's id, as the accessor reports it
+    bool pointSelected = false;      // the corner's point is selected on the point accessor
+    // Per point: whether its read of the normal map has a value (hasValue, noValue), once known.
+    enum : uint8_t { unknownAnswer, hasValue, noValue };
+    std::vector<uint8_t> pointNormalAnswers;
     TagRecordCache materialPrimitive;
     TagRecordCache partRecord;
     CQvUser_Mesh* mesh = nullptr;

@@ -25,24 +25,30 @@ void PointIndexTable::Reserve(size_t points) {
     size_t size = 64;
     while (size < points * 2)
         size *= 2;
-    slots.assign(size, {nullptr, 0});
+    slots.assign(size, Slot());
     count = 0;
+}
+
+void PointIndexTable::Put(QvPointId id, uint32_t index, size_t at) {
+    const auto bits = static_cast<uint64_t>(reinterpret_cast<uintptr_t>(id));
+    slots[at] = {static_cast<uint32_t>(bits), static_cast<uint32_t>(bits >> 32), index};
+    ++count;
 }
 
 void PointIndexTable::Insert(QvPointId id, uint32_t index) {
     if ((count + 1) * 2 > slots.size()) {
-        std::vector<std::pair<QvPointId, uint32_t>> old;
+        std::vector<Slot> old;
         old.swap(slots);
         Reserve(std::max<size_t>(old.size(), 32));
-        for (auto& [oldId, oldIndex] : old)
-            if (oldId) Insert(oldId, oldIndex);
+        for (const Slot& slot : old)
+            if (slot.Id()) Insert(slot.Id(), slot.index);
     }
     size_t mask = slots.size() - 1;
     for (size_t i = HashPointId(id) & mask;; i = (i + 1) & mask) {
-        if (slots[i].first == id) return; // deliberate: the first index of an id stays
-        if (!slots[i].first) {
-            slots[i] = {id, index};
-            ++count;
+        const QvPointId held = slots[i].Id();
+        if (held == id) return; // deliberate: the first index of an id stays
+        if (!held) {
+            Put(id, index, i);
             return;
         }
     }
@@ -52,11 +58,12 @@ bool PointIndexTable::Find(QvPointId id, uint32_t& index) const {
     if (slots.empty() || !id) return false;
     size_t mask = slots.size() - 1;
     for (size_t i = HashPointId(id) & mask;; i = (i + 1) & mask) {
-        if (slots[i].first == id) {
-            index = slots[i].second;
+        const QvPointId held = slots[i].Id();
+        if (held == id) {
+            index = slots[i].index;
             return true;
         }
-        if (!slots[i].first) return false;
+        if (!held) return false;
     }
 }
 
@@ -77,8 +84,10 @@ void MeshWork::Begin(GltfMesh* record, GltfLogMsg* saverLog, MeshAccessors& host
     polygon = &host.polygons;
     point = &host.points;
     pointIndexById.Reserve(pointCount);
+    record->positions.reserve(pointCount);
     expectedPoints = pointCount;
     normalIndexByValue.TrackPoints(pointCount);
+    pointNormalAnswers.assign(pointCount, unknownAnswer);
     if (corners > 0) {
         expectedCorners = uint32_t(corners);
         record->pointIndex.reserve(size_t(corners));
@@ -105,6 +114,8 @@ void MeshWork::Reset() {
     tangentIndexByValue.clear();
     colorBatches.clear();
     normalBatch.reset();
+    std::vector<uint8_t>().swap(pointNormalAnswers);
+    pointSelected = false;
     gltfMesh = nullptr;
     expectedCorners = 0;
     expectedPoints = 0;
@@ -216,7 +227,7 @@ void MeshWork::AddCorner(QvPointId pointId) {
         gltfMesh->pointIndex.push_back(index);
     else
         index = noPoint;
-    (*point)->Select(pointId);
+    pointSelected = (*point)->Select(pointId) == qvOk;
     AddCornerColors(pointId, index);
     AddCornerTangents(pointId);
     AddCornerNormal(pointId, index);
@@ -249,11 +260,11 @@ void MeshWork::AddCornerNormal(QvPointId pointId, uint32_t pointIndex) {
     NormalValue normal{};
     bool fromHost = true;
     if (hasNormalMap) {
-        float evaluated[3] = {}, polygonValue[3] = {}, pointValue[3] = {};
+        float evaluated[3] = {}, polygonValue[3] = {};
         (*polygon)->MapEvaluate(normalMapId, pointId, evaluated);
-        QvResult ownValue = (*polygon)->MapValue(normalMapId, pointId, polygonValue);
-        QvResult pointHas = (*point)->MapValue(normalMapId, pointValue);
-        if (!(ownValue == qvFalse && pointHas == qvFalse)) {
+        // A point's own value decides alone, so the polygon's is only asked for without one.
+        if (pointHasNormal(pointIndex) ||
+            (*polygon)->MapValue(normalMapId, pointId, polygonValue) != qvFalse) {
             normal = {evaluated[0], evaluated[1], evaluated[2]};
             fromHost = false;
         }
@@ -266,6 +277,19 @@ void MeshWork::AddCornerNormal(QvPointId pointId, uint32_t pointIndex) {
     else
         normal = {1, 0, 0};
     normalBatch->Add(normal, pointIndex);
+}
+
+// Whether the selected point's read of the normal map gives anything but "no value". The host
+// is asked once a point; a point the accessor could not select is asked every time, since the
+// answer is then that of whichever point stayed selected.
+bool MeshWork::pointHasNormal(uint32_t pointIndex) {
+    float pointValue[3] = {};
+    if (!pointSelected || pointIndex >= pointNormalAnswers.size())
+        return (*point)->MapValue(normalMapId, pointValue) != qvFalse;
+    uint8_t& answer = pointNormalAnswers[pointIndex];
+    if (answer == unknownAnswer)
+        answer = (*point)->MapValue(normalMapId, pointValue) != qvFalse ? hasValue : noValue;
+    return answer == hasValue;
 }
 
 void MeshWork::AddCornerUvs(QvPointId pointId, uint32_t pointIndex) {
@@ -285,22 +309,23 @@ void MeshWork::addCornerUv(UvWork& work, uint32_t pointIndex, bool mapped, float
         map.index.push_back(0);
         return;
     }
-    if (work.firstSeen.empty()) {
-        // The point walk is over: its count fixes the buckets, the last for unknown ids.
-        work.firstSeen.assign(size_t{pointCounter} + 1, noSeen);
+    if (work.newestAtPoint.empty()) {
+        // The point walk is over: its count fixes the lists, the last for unknown ids.
+        work.newestAtPoint.assign(size_t{pointCounter} + 1, noEntry);
         map.values.push_back({0.0f, 0.0f});
+        work.nextAtPoint.push_back(noEntry);
     }
-    uint32_t& first = work.firstSeen[std::min(std::min(pointIndex, noPoint), pointCounter)];
-    for (uint32_t s = first; s != noSeen; s = work.seen[s].next)
-        if (work.seen[s].u == u && work.seen[s].v == v) {
-            map.index.push_back(work.seen[s].index);
+    uint32_t& newest = work.newestAtPoint[std::min(std::min(pointIndex, noPoint), pointCounter)];
+    for (uint32_t entry = newest; entry != noEntry; entry = work.nextAtPoint[entry])
+        if (map.values[entry][0] == u && map.values[entry][1] == v) {
+            map.index.push_back(entry);
             return;
         }
-    const auto index = static_cast<uint32_t>(map.values.size());
+    const auto entry = static_cast<uint32_t>(map.values.size());
     map.values.push_back({u, v});
-    work.seen.push_back({u, v, index, first});
-    first = static_cast<uint32_t>(work.seen.size() - 1);
-    map.index.push_back(index);
+    work.nextAtPoint.push_back(newest);
+    newest = entry;
+    map.index.push_back(entry);
 }
 
 // ---- UV reduction -------------------------------------------------------------------------
@@ -315,8 +340,8 @@ void MeshWork::ResolveUvMaps() {
 // corners share index 0, which holds (0, 0); a map without them gives that entry up.
 void MeshWork::resolveUvMap(UvWork& work) {
     GltfUvMap& map = *work.map;
-    std::vector<uint32_t>().swap(work.firstSeen);
-    std::vector<UvWork::Seen>().swap(work.seen);
+    std::vector<uint32_t>().swap(work.newestAtPoint);
+    std::vector<uint32_t>().swap(work.nextAtPoint);
     if (!work.complete) {
         if (map.values.empty()) map.values.push_back({0.0f, 0.0f});
         return;
