@@ -8,9 +8,14 @@
 // The steps, all inside GltfSaver::CreateMesh (GltfMeshCreate.cpp):
 //   set-up      list the host's vertex maps and prepare a table for each (GltfVertexMaps.cpp)
 //   point walk  OnPoint: positions and the point id -> index table
-//   polygon walk OnPolygon: triangles, primitives by "MATR" tag, parts by "PART" tag, and the
-//              corner step for every attribute
-//   resolve     UV values reduced per point once it is known whether any corner is unmapped
+//   polygon walk OnPolygon: triangles, primitives by "MATR" tag, parts by "PART" tag (each
+//              found once a polygon), and the corner step for every attribute; UVs are reduced
+//              per point as the corners come
+//   resolve     the UV entry kept for unmapped corners is given up when no corner needed it
+// A large mesh is walked in a few tens of bytes a corner. The point is looked up once a corner;
+// the normal and colour tables remember each point's last entry (most corners of a point repeat
+// its value) and take their other look-ups in batches, so that the misses of a table larger
+// than the cache overlap (UniqueValueTable.h).
 // Host answers can leave the tables out of step (a corner whose point the walk did not see, a
 // triangle the host would not hand out). Creation records them as they come; the writer checks
 // the finished record and refuses such a mesh with an error (GltfDocument::WriteMesh).
