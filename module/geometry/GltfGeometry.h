@@ -8,9 +8,14 @@
 // The steps, all inside GltfSaver::CreateMesh (GltfMeshCreate.cpp):
 //   set-up      list the host's vertex maps and prepare a table for each (GltfVertexMaps.cpp)
 //   point walk  OnPoint: positions and the point id -> index table
-//   polygon walk OnPolygon: triangles, primitives by "MATR" tag, parts by "PART" tag, and the
-//              corner step for every attribute
-//   resolve     UV values reduced per point once it is known whether any corner is unmapped
+//   polygon walk OnPolygon: triangles, primitives by "MATR" tag, parts by "PART" tag (each
+//              found once a polygon), and the corner step for every attribute; UVs are reduced
+//              per point as the corners come
+//   resolve     the UV entry kept for unmapped corners is given up when no corner needed it
+// A large mesh is walked in a few tens of bytes a corner. The point is looked up once a corner;
+// the normal and colour tables remember each point's last entry (most corners of a point repeat
+// its value) and take their other look-ups in batches, so that the misses of a table larger
+// than the cache overlap (UniqueValueTable.h).
 // Host answers can leave the tables out of step (a corner whose point the walk did not see, a
 // triangle the host would not hand out). Creation records them as they come; the writer checks
 // the finished record and refuses such a mesh with an error (GltfDocument::WriteMesh).
@@ -41,26 +46,24 @@ template <class Map> struct MapEntry {
     QvMapId id = nullptr;
 };
 
-// One corner of a UV map; its corner number is its place in UvWork::corners. Twelve bytes, as a
-// large mesh keeps one for every corner and every UV map until the walk ends.
-struct UvCorner {
-    float u = 0, v = 0;
-    // Index in positions, or noPoint for an id the point walk did not see. Deliberate: an index
-    // too large for 31 bits is noPoint too, and all noPoint corners are reduced as one group.
-    uint32_t point : 31;
-    uint32_t mapped : 1;
-};
-constexpr uint32_t noPoint = 0x7FFFFFFFu;
-
-// One UV map while the polygons are walked. Corners are kept with their point and reduced to
-// unique values per point afterwards (resolveUvMap), when it is known whether index 0 must be
-// kept for unmapped corners.
+// One UV map while the polygons are walked. Each corner gets its entry as it comes: values are
+// unique per point (compared exactly, so a NaN never matches), and index 0 stands for every
+// unmapped corner until the walk ends; resolveUvMap then drops it when no corner needed it.
+// Keeping only the per-corner index, not the corner's value, is what holds a large mesh's
+// UV tables to 4 bytes a corner.
 struct UvWork {
     GltfLogMsg* log = nullptr;
     GltfUvMap* map = nullptr;
-    std::vector<UvCorner> corners; // in corner order
+    // The values of one point form a list: its newest entry, then the entry before it at the
+    // same point, by entry of `map->values`.
+    std::vector<uint32_t> newestAtPoint; // per point, and one for ids the point walk did not see
+    std::vector<uint32_t> nextAtPoint;   // per entry
     bool complete = true;
 };
+// Stands for a corner whose id the point walk did not see. Deliberate: a point index too large
+// for 31 bits is noPoint too, and all noPoint corners are reduced as one group.
+constexpr uint32_t noPoint = 0x7FFFFFFFu;
+constexpr uint32_t noEntry = 0xFFFFFFFFu;
 
 // Point id -> index in positions, open addressing over the handle's bits.
 class PointIndexTable {
@@ -72,7 +75,17 @@ public:
     void Clear();
 
 private:
-    std::vector<std::pair<QvPointId, uint32_t>> slots;
+    // Twelve bytes, not the sixteen of a pointer and an index side by side: the id in two halves.
+    struct Slot {
+        uint32_t idLow = 0, idHigh = 0;
+        uint32_t index = 0;
+        QvPointId Id() const {
+            return reinterpret_cast<QvPointId>((uint64_t{idHigh} << 32) | idLow);
+        }
+    };
+    void Put(QvPointId id, uint32_t index, size_t at);
+
+    std::vector<Slot> slots;
     size_t count = 0;
 };
 
@@ -88,6 +101,27 @@ public:
         return qvOk;
     }
     uint32_t count = 0;
+};
+
+// The record a polygon tag names, remembered for the next polygon: neighbouring polygons mostly
+// share their tags, and the text compare is cheaper than the look-up by name.
+class TagRecordCache {
+public:
+    GltfPrimitive* Find(InsertionOrderedMap<std::string, GltfPrimitive>& records, const char* tag) {
+        if (!record || text != tag) {
+            text = tag;
+            record = &records[text];
+        }
+        return record;
+    }
+    void Clear() {
+        text.clear();
+        record = nullptr;
+    }
+
+private:
+    std::string text;
+    GltfPrimitive* record = nullptr;
 };
 
 // The host's objects for the mesh being built, owned by CreateMesh for the length of the walk.
@@ -116,18 +150,34 @@ struct MeshWork {
     void ResolveUvMaps();
     void resolveUvMap(UvWork& work);
 
-    // Corner steps, with the polygon of the corner selected.
-    void AddCornerPoint(QvPointId point);
-    void AddCornerColors(QvPointId point);
+    // Around the polygon walk: the look-up batches are made, then emptied into the tables.
+    void BeginCorners();
+    void EndCorners();
+    // Once per polygon, before its corners: selects it on the mesh's polygon accessor.
+    void BeginPolygon(QvPolygonId polygonId);
+    // Every table's entry for one corner of the polygon begun last.
+    void AddCorner(QvPointId point);
+    // Corner steps, with the polygon and the point of the corner selected. `pointIndex` is the
+    // corner's place in positions, or noPoint for an id the point walk did not see.
+    void AddCornerColors(QvPointId point, uint32_t pointIndex);
     void AddCornerTangents(QvPointId point);
-    void AddCornerNormal(QvPointId point);
-    void AddCornerUvs(QvPointId point);
+    void AddCornerNormal(QvPointId point, uint32_t pointIndex);
+    void AddCornerUvs(QvPointId point, uint32_t pointIndex);
+    bool pointHasNormal(uint32_t pointIndex);
+    void addCornerUv(UvWork& work, uint32_t pointIndex, bool mapped, float u, float v);
 
     GltfLogMsg* log = nullptr;
     PointIndexTable pointIndexById;
     UniqueValueTable<NormalValue, ExactEqual<NormalValue, 3>> normalIndexByValue;
     std::vector<QvMapId> uvMapIds;
     QvMapId normalMapId = nullptr;
+    QvPolygonId polygonId = nullptr; // the selected polygon's id, as the accessor reports it
+    bool pointSelected = false;      // the corner's point is selected on the point accessor
+    // Per point: whether its read of the normal map has a value (hasValue, noValue), once known.
+    enum : uint8_t { unknownAnswer, hasValue, noValue };
+    std::vector<uint8_t> pointNormalAnswers;
+    TagRecordCache materialPrimitive;
+    TagRecordCache partRecord;
     CQvUser_Mesh* mesh = nullptr;
     CQvUser_MeshMap* meshMap = nullptr;
     CQvUser_Polygon* polygon = nullptr;
@@ -135,12 +185,15 @@ struct MeshWork {
     std::vector<std::unique_ptr<UvWork>> uvWork;
     std::vector<MapEntry<GltfColorMap>> colorMaps;
     std::vector<UniqueValueTable<ColorValue, ExactEqual<ColorValue, 4>>> colorIndexByValue;
+    std::vector<LookupBatch<ColorValue, ExactEqual<ColorValue, 4>>> colorBatches;
+    std::unique_ptr<LookupBatch<NormalValue, ExactEqual<NormalValue, 3>>> normalBatch;
     std::vector<MapEntry<GltfTangentMap>> tangentMaps;
     // Deliberate: equality looks at the tangent and the bitangent's x only, while the hash
     // covers all six; frames that differ in the bitangent's y or z alone may share an entry.
     std::vector<UniqueValueTable<TangentValue, ExactEqual<TangentValue, 4>>> tangentIndexByValue;
     GltfMesh* gltfMesh = nullptr;
     uint32_t expectedCorners = 0; // from the triangle count, so per-corner tables grow once
+    uint32_t expectedPoints = 0;  // from the host's point count, for the per-point memories
     uint32_t pointCounter = 0;
     uint32_t triangleCounter = 0;
     uint32_t cornerCounter = 0;

@@ -72,7 +72,9 @@ GltfMesh* GltfSaver::CreateMesh(CQvUser_Item& item) {
     if (!host.mapsFailed) SetUpVertexMaps();
     // The walks call back OnPoint for every point, then OnPolygon for every polygon.
     WalkPoints();
+    meshWork.BeginCorners();
     WalkPolygons();
+    meshWork.EndCorners();
     if (materials != 0) RecordMaterialNames(gltfMesh);
     meshWork.ResolveUvMaps();
     meshNodes.emplace(item.get(), gltfMesh);
@@ -146,8 +148,16 @@ void GltfSaver::OnPolygon() {
     QvPolygonId polygonId = CurrentPolygonId();
     CQvUser_Polygon walking;
     uint32_t triangles = 0;
-    if (!PolygonAccessorOfSaver(walking) || QvFailed(walking->GenerateTriangles(&triangles)))
+    if (!PolygonAccessorOfSaver(walking) || QvFailed(walking->GenerateTriangles(&triangles)) ||
+        triangles == 0)
         return;
+    // The records are found once a polygon; a polygon without triangles creates none.
+    GltfMesh& mesh = *meshWork.gltfMesh;
+    GltfPrimitive* primitive =
+        material ? meshWork.materialPrimitive.Find(mesh.primitives, material) : nullptr;
+    GltfPrimitive* partRecord = part ? meshWork.partRecord.Find(mesh.parts, part) : nullptr;
+    const bool readsCorners = meshWork.polygon->test() && meshWork.point->test();
+    if (readsCorners) meshWork.BeginPolygon(polygonId);
     for (uint32_t t = 0; t < triangles; ++t) {
         QvPointId corners[3] = {nullptr, nullptr, nullptr};
         // A triangle the host fails to hand out keeps its place with null corners, whatever the
@@ -155,32 +165,21 @@ void GltfSaver::OnPolygon() {
         // and the writer refuses the mesh with an error rather than write made-up corners.
         if (QvFailed(walking->TriangleByIndex(t, &corners[0], &corners[1], &corners[2])))
             corners[0] = corners[1] = corners[2] = nullptr;
-        AddTriangle(material, part);
-        for (QvPointId corner : corners)
-            AddCorner(polygonId, corner);
+        AddTriangle(primitive, partRecord);
+        for (QvPointId corner : corners) {
+            if (readsCorners) meshWork.AddCorner(corner);
+            ++meshWork.cornerCounter;
+        }
         ++meshWork.triangleCounter;
     }
 }
 
 // Deliberate: a polygon without "MATR" tag adds its triangles to no primitive; its corners are
 // recorded, but the triangle is never written.
-void GltfSaver::AddTriangle(const char* material, const char* part) {
-    GltfMesh& mesh = *meshWork.gltfMesh;
-    if (material) mesh.primitives[material].triangles.push_back(meshWork.triangleCounter);
-    if (part) mesh.parts[part].triangles.push_back(meshWork.triangleCounter);
-    ++mesh.triangleCount;
-}
-
-void GltfSaver::AddCorner(QvPolygonId polygonId, QvPointId pointId) {
-    if (meshWork.polygon->test() && meshWork.point->test()) {
-        (*meshWork.polygon)->Select(polygonId);
-        meshWork.AddCornerPoint(pointId);
-        meshWork.AddCornerColors(pointId);
-        meshWork.AddCornerTangents(pointId);
-        meshWork.AddCornerNormal(pointId);
-        meshWork.AddCornerUvs(pointId);
-    }
-    ++meshWork.cornerCounter;
+void GltfSaver::AddTriangle(GltfPrimitive* material, GltfPrimitive* part) {
+    if (material) material->triangles.push_back(meshWork.triangleCounter);
+    if (part) part->triangles.push_back(meshWork.triangleCounter);
+    ++meshWork.gltfMesh->triangleCount;
 }
 
 // The mesh's material names, for the shader tree walk.

@@ -25,24 +25,30 @@ void PointIndexTable::Reserve(size_t points) {
     size_t size = 64;
     while (size < points * 2)
         size *= 2;
-    slots.assign(size, {nullptr, 0});
+    slots.assign(size, Slot());
     count = 0;
+}
+
+void PointIndexTable::Put(QvPointId id, uint32_t index, size_t at) {
+    const auto bits = static_cast<uint64_t>(reinterpret_cast<uintptr_t>(id));
+    slots[at] = {static_cast<uint32_t>(bits), static_cast<uint32_t>(bits >> 32), index};
+    ++count;
 }
 
 void PointIndexTable::Insert(QvPointId id, uint32_t index) {
     if ((count + 1) * 2 > slots.size()) {
-        std::vector<std::pair<QvPointId, uint32_t>> old;
+        std::vector<Slot> old;
         old.swap(slots);
         Reserve(std::max<size_t>(old.size(), 32));
-        for (auto& [oldId, oldIndex] : old)
-            if (oldId) Insert(oldId, oldIndex);
+        for (const Slot& slot : old)
+            if (slot.Id()) Insert(slot.Id(), slot.index);
     }
     size_t mask = slots.size() - 1;
     for (size_t i = HashPointId(id) & mask;; i = (i + 1) & mask) {
-        if (slots[i].first == id) return; // deliberate: the first index of an id stays
-        if (!slots[i].first) {
-            slots[i] = {id, index};
-            ++count;
+        const QvPointId held = slots[i].Id();
+        if (held == id) return; // deliberate: the first index of an id stays
+        if (!held) {
+            Put(id, index, i);
             return;
         }
     }
@@ -52,11 +58,12 @@ bool PointIndexTable::Find(QvPointId id, uint32_t& index) const {
     if (slots.empty() || !id) return false;
     size_t mask = slots.size() - 1;
     for (size_t i = HashPointId(id) & mask;; i = (i + 1) & mask) {
-        if (slots[i].first == id) {
-            index = slots[i].second;
+        const QvPointId held = slots[i].Id();
+        if (held == id) {
+            index = slots[i].index;
             return true;
         }
-        if (!slots[i].first) return false;
+        if (!held) return false;
     }
 }
 
@@ -77,6 +84,10 @@ void MeshWork::Begin(GltfMesh* record, GltfLogMsg* saverLog, MeshAccessors& host
     polygon = &host.polygons;
     point = &host.points;
     pointIndexById.Reserve(pointCount);
+    record->positions.reserve(pointCount);
+    expectedPoints = pointCount;
+    normalIndexByValue.TrackPoints(pointCount);
+    pointNormalAnswers.assign(pointCount, unknownAnswer);
     if (corners > 0) {
         expectedCorners = uint32_t(corners);
         record->pointIndex.reserve(size_t(corners));
@@ -92,14 +103,22 @@ void MeshWork::Reset() {
     mesh = nullptr;
     meshMap = nullptr;
     polygon = nullptr;
+    polygonId = nullptr;
+    materialPrimitive.Clear();
+    partRecord.Clear();
     point = nullptr;
     uvWork.clear();
     colorMaps.clear();
     colorIndexByValue.clear();
     tangentMaps.clear();
     tangentIndexByValue.clear();
+    colorBatches.clear();
+    normalBatch.reset();
+    std::vector<uint8_t>().swap(pointNormalAnswers);
+    pointSelected = false;
     gltfMesh = nullptr;
     expectedCorners = 0;
+    expectedPoints = 0;
     pointCounter = triangleCounter = cornerCounter = 0;
     hasNormalMap = false;
 }
@@ -154,6 +173,7 @@ void MeshWork::addColorMap(QvMapId id) {
     colorMaps.push_back({gltfMesh->AddColorMap(), id});
     colorMaps.back().map->index.reserve(expectedCorners);
     colorIndexByValue.emplace_back();
+    colorIndexByValue.back().TrackPoints(expectedPoints);
 }
 
 void MeshWork::addTangentMap(QvMapId id) {
@@ -166,7 +186,7 @@ void MeshWork::addUvMap(const std::string& name, QvMapId id) {
     auto work = std::make_unique<UvWork>();
     work->log = log;
     work->map = gltfMesh->AddUvMap();
-    work->corners.reserve(expectedCorners);
+    work->map->index.reserve(expectedCorners);
     gltfMesh->uvSets.emplace(name, uint32_t(uvWork.size()));
     uvWork.push_back(std::move(work));
     uvMapIds.push_back(id);
@@ -174,26 +194,57 @@ void MeshWork::addUvMap(const std::string& name, QvMapId id) {
 
 // ---- Corner steps -------------------------------------------------------------------------
 
-void MeshWork::AddCornerPoint(QvPointId pointId) {
-    uint32_t index = 0;
-    // Deliberate: an id the point walk did not see adds no entry (the writer refuses the mesh).
-    if (pointIndexById.Find(pointId, index)) gltfMesh->pointIndex.push_back(index);
+void MeshWork::BeginCorners() {
+    colorBatches.clear();
+    for (size_t m = 0; m < colorMaps.size(); ++m)
+        colorBatches.emplace_back(colorIndexByValue[m], colorMaps[m].map->values,
+                                  colorMaps[m].map->index);
+    normalBatch = std::make_unique<LookupBatch<NormalValue, ExactEqual<NormalValue, 3>>>(
+        normalIndexByValue, gltfMesh->normals, gltfMesh->normalIndex);
+}
+
+void MeshWork::EndCorners() {
+    for (auto& batch : colorBatches)
+        batch.Flush();
+    if (normalBatch) normalBatch->Flush();
+    colorBatches.clear();
+    normalBatch.reset();
+}
+
+// The polygon stays selected for all its corners, and its id is asked once: nothing between two
+// corners of a polygon changes the accessor's selection.
+void MeshWork::BeginPolygon(QvPolygonId id) {
+    (*polygon)->Select(id);
+    polygonId = nullptr;
+    (*polygon)->Id(&polygonId);
+}
+
+// The point is looked up once for all tables. Deliberate: an id the point walk did not see adds
+// no point entry (the writer refuses the mesh).
+void MeshWork::AddCorner(QvPointId pointId) {
+    uint32_t index = noPoint;
+    if (pointIndexById.Find(pointId, index))
+        gltfMesh->pointIndex.push_back(index);
+    else
+        index = noPoint;
+    pointSelected = (*point)->Select(pointId) == qvOk;
+    AddCornerColors(pointId, index);
+    AddCornerTangents(pointId);
+    AddCornerNormal(pointId, index);
+    AddCornerUvs(pointId, index);
 }
 
 // Deliberate: a corner without value is (0, 0, 0, 0), and an RGB map leaves alpha at 0.
-void MeshWork::AddCornerColors(QvPointId pointId) {
+void MeshWork::AddCornerColors(QvPointId pointId, uint32_t pointIndex) {
     for (size_t m = 0; m < colorMaps.size(); ++m) {
-        (*point)->Select(pointId);
         ColorValue value{};
         if ((*polygon)->MapEvaluate(colorMaps[m].id, pointId, value.data()) != qvOk) value = {};
-        GltfColorMap& map = *colorMaps[m].map;
-        map.index.push_back(colorIndexByValue[m].IndexOf(value, map.values));
+        colorBatches[m].Add(value, pointIndex);
     }
 }
 
 void MeshWork::AddCornerTangents(QvPointId pointId) {
     for (size_t m = 0; m < tangentMaps.size(); ++m) {
-        (*point)->Select(pointId);
         TangentValue value{};
         if ((*polygon)->MapEvaluate(tangentMaps[m].id, pointId, value.data()) != qvOk) value = {};
         GltfTangentMap& map = *tangentMaps[m].map;
@@ -205,51 +256,76 @@ void MeshWork::AddCornerTangents(QvPointId pointId) {
 // always of unit length, and (1, 0, 0) where that is zero. Deliberate: only two answers of
 // exactly "no value" fall back to the host's normal; a failed read takes the evaluated value,
 // zero if the read wrote nothing.
-void MeshWork::AddCornerNormal(QvPointId pointId) {
+void MeshWork::AddCornerNormal(QvPointId pointId, uint32_t pointIndex) {
     NormalValue normal{};
     bool fromHost = true;
-    (*point)->Select(pointId);
     if (hasNormalMap) {
-        float evaluated[3] = {}, polygonValue[3] = {}, pointValue[3] = {};
+        float evaluated[3] = {}, polygonValue[3] = {};
         (*polygon)->MapEvaluate(normalMapId, pointId, evaluated);
-        QvResult ownValue = (*polygon)->MapValue(normalMapId, pointId, polygonValue);
-        QvResult pointHas = (*point)->MapValue(normalMapId, pointValue);
-        if (!(ownValue == qvFalse && pointHas == qvFalse)) {
+        // A point's own value decides alone, so the polygon's is only asked for without one.
+        if (pointHasNormal(pointIndex) ||
+            (*polygon)->MapValue(normalMapId, pointId, polygonValue) != qvFalse) {
             normal = {evaluated[0], evaluated[1], evaluated[2]};
             fromHost = false;
         }
     }
-    if (fromHost) {
-        QvPolygonId polygonId = nullptr;
-        (*polygon)->Id(&polygonId);
-        (*point)->Normal(polygonId, normal.data());
-    }
+    if (fromHost) (*point)->Normal(polygonId, normal.data());
     double length =
         std::sqrt(normal[0] * normal[0] + normal[1] * normal[1] + normal[2] * normal[2]);
     if (length > 0)
         normal = {normal[0] / length, normal[1] / length, normal[2] / length};
     else
         normal = {1, 0, 0};
-    gltfMesh->normalIndex.push_back(normalIndexByValue.IndexOf(normal, gltfMesh->normals));
+    normalBatch->Add(normal, pointIndex);
 }
 
-void MeshWork::AddCornerUvs(QvPointId pointId) {
-    uint32_t pointIndex = noPoint;
-    if (!uvWork.empty() && (!pointIndexById.Find(pointId, pointIndex) || pointIndex > noPoint))
-        pointIndex = noPoint;
+// Whether the selected point's read of the normal map gives anything but "no value". The host
+// is asked once a point; a point the accessor could not select is asked every time, since the
+// answer is then that of whichever point stayed selected.
+bool MeshWork::pointHasNormal(uint32_t pointIndex) {
+    float pointValue[3] = {};
+    if (!pointSelected || pointIndex >= pointNormalAnswers.size())
+        return (*point)->MapValue(normalMapId, pointValue) != qvFalse;
+    uint8_t& answer = pointNormalAnswers[pointIndex];
+    if (answer == unknownAnswer)
+        answer = (*point)->MapValue(normalMapId, pointValue) != qvFalse ? hasValue : noValue;
+    return answer == hasValue;
+}
+
+void MeshWork::AddCornerUvs(QvPointId pointId, uint32_t pointIndex) {
     for (size_t m = 0; m < uvWork.size(); ++m) {
         float value[2] = {};
         bool mapped = (*polygon)->MapEvaluate(uvMapIds[m], pointId, value) == qvOk;
-        if (!mapped) value[0] = value[1] = 0;
-        UvWork& work = *uvWork[m];
-        UvCorner corner;
-        corner.u = value[0];
-        corner.v = value[1];
-        corner.point = pointIndex & noPoint;
-        corner.mapped = mapped;
-        work.corners.push_back(corner);
-        if (!mapped) work.complete = false;
+        addCornerUv(*uvWork[m], pointIndex, mapped, value[0], value[1]);
     }
+}
+
+// Unmapped corners take index 0; a mapped one the entry of an equal value at its point, or a new
+// one. The lists are short: a point has one value, or one per side of a seam.
+void MeshWork::addCornerUv(UvWork& work, uint32_t pointIndex, bool mapped, float u, float v) {
+    GltfUvMap& map = *work.map;
+    if (!mapped) {
+        work.complete = false;
+        map.index.push_back(0);
+        return;
+    }
+    if (work.newestAtPoint.empty()) {
+        // The point walk is over: its count fixes the lists, the last for unknown ids.
+        work.newestAtPoint.assign(size_t{pointCounter} + 1, noEntry);
+        map.values.push_back({0.0f, 0.0f});
+        work.nextAtPoint.push_back(noEntry);
+    }
+    uint32_t& newest = work.newestAtPoint[std::min(std::min(pointIndex, noPoint), pointCounter)];
+    for (uint32_t entry = newest; entry != noEntry; entry = work.nextAtPoint[entry])
+        if (map.values[entry][0] == u && map.values[entry][1] == v) {
+            map.index.push_back(entry);
+            return;
+        }
+    const auto entry = static_cast<uint32_t>(map.values.size());
+    map.values.push_back({u, v});
+    work.nextAtPoint.push_back(newest);
+    newest = entry;
+    map.index.push_back(entry);
 }
 
 // ---- UV reduction -------------------------------------------------------------------------
@@ -261,43 +337,17 @@ void MeshWork::ResolveUvMaps() {
 
 // UVs are made unique per point: deliberately, two points with equal UVs keep separate entries,
 // which costs nothing in the file since their corners differ in position anyway. Unmapped
-// corners share index 0, which then holds (0, 0).
+// corners share index 0, which holds (0, 0); a map without them gives that entry up.
 void MeshWork::resolveUvMap(UvWork& work) {
     GltfUvMap& map = *work.map;
-    size_t cornerCount = work.corners.size();
-    map.index.assign(cornerCount, 0);
-    if (!work.complete) map.values.push_back({0.0f, 0.0f});
-
-    // Corners grouped by point, each group in corner order: a linked list per point.
-    size_t buckets = pointCounter + 1; // the last bucket takes ids the point walk did not see
-    std::vector<uint32_t> head(buckets, noPoint), next(cornerCount, noPoint);
-    for (size_t c = cornerCount; c-- > 0;) {
-        uint32_t p = std::min<uint32_t>(uint32_t(work.corners[c].point), pointCounter);
-        next[c] = head[p];
-        head[p] = uint32_t(c);
+    std::vector<uint32_t>().swap(work.newestAtPoint);
+    std::vector<uint32_t>().swap(work.nextAtPoint);
+    if (!work.complete) {
+        if (map.values.empty()) map.values.push_back({0.0f, 0.0f});
+        return;
     }
-    struct Seen {
-        float u, v;
-        uint32_t index;
-    };
-    std::vector<Seen> seen;
-    for (size_t p = 0; p < buckets; ++p) {
-        seen.clear();
-        for (uint32_t c = head[p]; c != noPoint; c = next[c]) {
-            const UvCorner& corner = work.corners[c];
-            if (!corner.mapped) continue;
-            auto found = std::find_if(seen.begin(), seen.end(), [&](const Seen& s) {
-                return s.u == corner.u && s.v == corner.v;
-            });
-            uint32_t index;
-            if (found != seen.end()) {
-                index = found->index;
-            } else {
-                index = uint32_t(map.values.size());
-                map.values.push_back({corner.u, corner.v});
-                seen.push_back({corner.u, corner.v, index});
-            }
-            map.index[c] = index;
-        }
-    }
+    if (map.values.empty()) return;
+    map.values.erase(map.values.begin());
+    for (uint32_t& index : map.index)
+        --index;
 }

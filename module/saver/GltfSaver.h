@@ -278,8 +278,7 @@ private:
     uint32_t ChannelDriverCount(IQvItem* item, int32_t channel);
     int32_t CountPolygonCorners(IQvMesh* mesh, IQvPolygon* polygons);
     void SetUpVertexMaps();
-    void AddTriangle(const char* material, const char* part);
-    void AddCorner(QvPolygonId polygonId, QvPointId pointId);
+    void AddTriangle(GltfPrimitive* material, GltfPrimitive* part);
     void RecordMaterialNames(GltfMesh* mesh);
 
 public:
