@@ -284,7 +284,7 @@ void WriteColorMap(TextFile& out, const Surface& s) {
     out << "]}";
 }
 
-uint64_t WriteScene(const ModelSpec& spec, const Surface& s, const std::string& path) {
+uint64_t WriteScene(const ModelOptions& options, const Surface& s, const std::string& path) {
     Atlas atlas(s);
     TextFile out(path);
     out << "{\n  \"userValues\": {\"sceneio.gltf.save.exportType\": 0, "
@@ -304,11 +304,11 @@ uint64_t WriteScene(const ModelSpec& spec, const Surface& s, const std::string& 
     WriteNormalMap(out, s);
     out << ",\n";
     WriteUvMap(out, s, atlas);
-    if (spec.uvSets > 1) {
+    if (options.uvSets > 1) {
         out << ",\n";
         WriteDetailMap(out, s);
     }
-    if (spec.colors) {
+    if (options.colors) {
         out << ",\n";
         WriteColorMap(out, s);
     }
@@ -379,18 +379,18 @@ void CopyImages(const std::string& dir, const std::string& imageSource) {
 
 } // namespace
 
-ModelFiles WriteModel(const ModelSpec& spec, const std::string& dir,
+ModelFiles WriteModel(const ModelOptions& options, const std::string& dir,
                       const std::string& imageSource) {
     std::filesystem::create_directories(dir);
     CopyImages(dir, imageSource);
-    Surface surface = MakeSurface(spec.triangles);
+    Surface surface = MakeSurface(options.triangles);
     ModelFiles files;
-    std::string stem = dir + "/model_" + std::to_string(spec.triangles);
+    std::string stem = dir + "/model_" + std::to_string(options.triangles);
     files.scene = stem + ".json";
-    files.sceneBytes = WriteScene(spec, surface, files.scene);
-    if (spec.obj) {
+    files.sceneBytes = WriteScene(options, surface, files.scene);
+    if (options.obj) {
         files.obj = stem + ".obj";
-        WriteObj(surface, files.obj, "model_" + std::to_string(spec.triangles) + ".mtl");
+        WriteObj(surface, files.obj, "model_" + std::to_string(options.triangles) + ".mtl");
         WriteMtl(stem + ".mtl");
     }
     files.triangles = uint32_t(surface.triangles.size());

@@ -4,10 +4,10 @@
 // two bands meet, each material with its own image. Written as a scene file for qvhost and, with
 // the same points, UVs, normals and materials, as an OBJ with its MTL for other tools.
 //
-//     ModelSpec spec;
-//     spec.triangles = 1000000;
-//     WriteModel(spec, "/tmp/models", "/path/to/examples/images");
-//     // /tmp/models/model_1000000.json, and with spec.obj the .obj and .mtl beside it
+//     ModelOptions options;
+//     options.triangles = 1000000;
+//     WriteModel(options, "/tmp/models", "/path/to/examples/images");
+//     // /tmp/models/model_1000000.json, and with options.obj the .obj and .mtl beside it
 #pragma once
 
 #include <cstdint>
@@ -15,7 +15,7 @@
 
 namespace bench {
 
-struct ModelSpec {
+struct ModelOptions {
     uint32_t triangles = 1000000;
     uint32_t uvSets = 1; // 1: the chart atlas; 2: also a planar "Detail" set without seams
     bool colors = false; // an RGBA colour per point, as scanners give
@@ -32,7 +32,7 @@ struct ModelFiles {
 // N is twice a product of rows and columns the generator picks, else a few more or fewer), the
 // OBJ when asked for, and DIR/images/ with the four images, copied from `imageSource`.
 // Throws std::runtime_error when a file cannot be written.
-ModelFiles WriteModel(const ModelSpec& spec, const std::string& dir,
+ModelFiles WriteModel(const ModelOptions& options, const std::string& dir,
                       const std::string& imageSource);
 
 } // namespace bench

@@ -86,12 +86,12 @@ const SceneFile& Scene(uint32_t triangles, bool full) {
     static std::map<std::pair<uint32_t, bool>, SceneFile> made;
     auto found = made.find({triangles, full});
     if (found != made.end()) return found->second;
-    bench::ModelSpec spec;
-    spec.triangles = triangles;
-    spec.uvSets = full ? 2 : 1;
-    spec.colors = full;
+    bench::ModelOptions options;
+    options.triangles = triangles;
+    options.uvSets = full ? 2 : 1;
+    options.colors = full;
     bench::ModelFiles files =
-        bench::WriteModel(spec, benchDir + (full ? "/full" : "/scan"), GLTFIO_EXAMPLE_IMAGES);
+        bench::WriteModel(options, benchDir + (full ? "/full" : "/scan"), GLTFIO_EXAMPLE_IMAGES);
     return made[{triangles, full}] = {files.scene, files.triangles, files.sceneBytes};
 }
 

@@ -20,23 +20,23 @@ int main(int argc, char** argv) {
                      "usage: make_model TRIANGLES DIR [--obj] [--uv-sets 1|2] [--colors]\n");
         return 2;
     }
-    bench::ModelSpec spec;
-    spec.triangles = uint32_t(std::strtoul(argv[1], nullptr, 10));
+    bench::ModelOptions options;
+    options.triangles = uint32_t(std::strtoul(argv[1], nullptr, 10));
     for (int i = 3; i < argc; ++i) {
         std::string arg = argv[i];
         if (arg == "--obj")
-            spec.obj = true;
+            options.obj = true;
         else if (arg == "--colors")
-            spec.colors = true;
+            options.colors = true;
         else if (arg == "--uv-sets" && i + 1 < argc)
-            spec.uvSets = uint32_t(std::strtoul(argv[++i], nullptr, 10));
+            options.uvSets = uint32_t(std::strtoul(argv[++i], nullptr, 10));
         else {
             std::fprintf(stderr, "make_model: unknown option %s\n", arg.c_str());
             return 2;
         }
     }
     try {
-        bench::ModelFiles files = bench::WriteModel(spec, argv[2], GLTFIO_EXAMPLE_IMAGES);
+        bench::ModelFiles files = bench::WriteModel(options, argv[2], GLTFIO_EXAMPLE_IMAGES);
         std::printf("%s %s %u %u %llu\n", files.scene.c_str(),
                     files.obj.empty() ? "-" : files.obj.c_str(), files.triangles, files.points,
                     static_cast<unsigned long long>(files.sceneBytes));

@@ -8,6 +8,7 @@
 #include "SceneHost.h"
 
 #include <filesystem>
+#include <functional>
 #include <initializer_list>
 #include <limits>
 #ifdef __GLIBC__
@@ -755,18 +756,39 @@ bool ReadParsed(SceneHost& host, const JsonNode& root, const std::string& baseDi
     return false;
 }
 
-} // namespace
+// What a load may do with a text that is its own: let it go once the tree and the sinks hold all
+// the host takes from it, which keeps the load's peak near the larger of text and scene rather
+// than their sum, and read it again to place a fault.
+struct OwnedText {
+    std::function<void()> letGo;
+    std::function<bool()> readAgain; // false: the error is set
+};
 
-bool LoadSceneText(SceneHost& host, const std::string& text, const std::string& fileName,
-                   const std::string& baseDir, std::string* error) {
+bool LoadText(SceneHost& host, const std::string& text, const std::string& fileName,
+              const std::string& baseDir, const OwnedText* owned, std::string* error) {
     JsonNode root;
     Refusal refusal;
     Parsed parsed = ParseWithSinks(text, &root, &refusal);
     if (parsed == Parsed::kDeclined) return LoadSceneTree(host, text, fileName, baseDir, error);
-    if (parsed == Parsed::kTree && ReadParsed(host, root, baseDir, &refusal)) return true;
-    root = JsonNode(); // not needed for the report
+    if (parsed == Parsed::kTree) {
+        if (owned) owned->letGo();
+        bool read = ReadParsed(host, root, baseDir, &refusal);
+        root = JsonNode(); // not needed by the scene, nor for a report
+        if (read) {
+            ReturnFreedMemory();
+            return true;
+        }
+        if (owned && !owned->readAgain()) return false;
+    }
     if (error) *error = Report(refusal, text, fileName, baseDir);
     return false;
+}
+
+} // namespace
+
+bool LoadSceneText(SceneHost& host, const std::string& text, const std::string& fileName,
+                   const std::string& baseDir, std::string* error) {
+    return LoadText(host, text, fileName, baseDir, nullptr, error);
 }
 
 bool LoadSceneFile(SceneHost& host, const std::string& path, uint64_t maxBytes,
@@ -774,25 +796,9 @@ bool LoadSceneFile(SceneHost& host, const std::string& path, uint64_t maxBytes,
     std::string text;
     if (!ReadSceneBytes(path, maxBytes, &text, error)) return false;
     std::string baseDir = std::filesystem::path(path).parent_path().generic_string();
-    JsonNode root;
-    Refusal refusal;
-    Parsed parsed = ParseWithSinks(text, &root, &refusal);
-    if (parsed == Parsed::kDeclined) return LoadSceneTree(host, text, path, baseDir, error);
-    if (parsed == Parsed::kTree) {
-        // The tree and the sinks hold all the host takes from the text: letting it go before
-        // the meshes are built keeps the load's peak near the larger of text and scene, not
-        // their sum. A refusal then reads the file again to place its fault.
-        std::string().swap(text);
-        if (ReadParsed(host, root, baseDir, &refusal)) {
-            root = JsonNode();
-            ReturnFreedMemory();
-            return true;
-        }
-        root = JsonNode();
-        if (!ReadSceneBytes(path, maxBytes, &text, error)) return false;
-    }
-    if (error) *error = Report(refusal, text, path, baseDir);
-    return false;
+    const OwnedText owned{[&] { std::string().swap(text); },
+                          [&] { return ReadSceneBytes(path, maxBytes, &text, error); }};
+    return LoadText(host, text, path, baseDir, &owned, error);
 }
 
 bool LoadSceneFile(SceneHost& host, const std::string& path, std::string* error) {
