@@ -97,15 +97,16 @@ MeshMap& MeshMap::SetPolygonValue(uint32_t polygon, uint32_t corner, const float
     if (corner >= mesh_.VertexCount(polygon))
         throw std::invalid_argument("map '" + name_ + "': polygon " + std::to_string(polygon) +
                                     " has no corner " + std::to_string(corner));
-    uint32_t offset = mesh_.FirstCorner(polygon) + corner;
-    if (offset >= cornerSet_.size()) {
-        // Grown to the whole mesh at once: polygons are added before their values as a rule.
-        size_t size = std::max<size_t>(mesh_.CornerCount(), offset + 1);
-        cornerSet_.resize(size, 0);
-        cornerValues_.resize(size * dimension_, 0.0f);
+    if (polygon >= polygonRow_.size())
+        polygonRow_.resize(std::max<size_t>(mesh_.PolygonCount(), polygon + 1), kNoRow);
+    if (polygonRow_[polygon] == kNoRow) {
+        polygonRow_[polygon] = uint32_t(rowSet_.size());
+        rowSet_.resize(rowSet_.size() + mesh_.VertexCount(polygon), 0);
+        rowValues_.resize(rowSet_.size() * dimension_, 0.0f);
     }
-    std::memcpy(&cornerValues_[size_t(offset) * dimension_], value, dimension_ * sizeof(float));
-    cornerSet_[offset] = 1;
+    const size_t row = size_t(polygonRow_[polygon]) + corner;
+    std::memcpy(&rowValues_[row * dimension_], value, dimension_ * sizeof(float));
+    rowSet_[row] = 1;
     return *this;
 }
 

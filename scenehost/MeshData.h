@@ -88,13 +88,9 @@ public:
                    ? &pointValues_[size_t(point) * dimension_]
                    : nullptr;
     }
-    // By mesh-wide corner offset (MeshData::FirstCorner(polygon) + corner).
-    const float* CornerValue(uint32_t cornerOffset) const {
-        return cornerOffset < cornerSet_.size() && cornerSet_[cornerOffset]
-                   ? &cornerValues_[size_t(cornerOffset) * dimension_]
-                   : nullptr;
-    }
-    bool HasPolygonValues() const { return !cornerSet_.empty(); }
+    // The polygon's own value at its corner `corner`.
+    inline const float* CornerValue(uint32_t polygon, uint32_t corner) const;
+    bool HasPolygonValues() const { return !rowSet_.empty(); }
     uint32_t PointValueCount() const { return pointValueCount_; }
 
 private:
@@ -107,8 +103,12 @@ private:
     std::string name_;
     std::vector<float> pointValues_;
     std::vector<uint8_t> pointSet_;
-    std::vector<float> cornerValues_;
-    std::vector<uint8_t> cornerSet_;
+    // Polygon values are few (the sides of seams), so only the polygons that have one get rows:
+    // a row per corner, from the polygon's first row on.
+    static constexpr uint32_t kNoRow = 0xFFFFFFFFu;
+    std::vector<uint32_t> polygonRow_; // per polygon: its first row, or kNoRow
+    std::vector<float> rowValues_;
+    std::vector<uint8_t> rowSet_;
     uint32_t pointValueCount_ = 0;
 };
 
@@ -278,5 +278,13 @@ private:
     mutable std::unordered_set<uint64_t> edges_;
     MeshFaults faults_;
 };
+
+const float* MeshMap::CornerValue(uint32_t polygon, uint32_t corner) const {
+    if (polygon >= polygonRow_.size() || polygonRow_[polygon] == kNoRow ||
+        corner >= mesh_.VertexCount(polygon))
+        return nullptr;
+    const size_t row = size_t(polygonRow_[polygon]) + corner;
+    return rowSet_[row] ? &rowValues_[row * dimension_] : nullptr;
+}
 
 } // namespace scenehost

@@ -184,7 +184,7 @@ private:
         if (map->HasPolygonValues()) {
             int32_t corner = mesh_.CornerOf(current_, point);
             if (corner >= 0)
-                if (const float* v = map->CornerValue(mesh_.FirstCorner(current_) + corner)) {
+                if (const float* v = map->CornerValue(current_, uint32_t(corner))) {
                     Copy(*map, v, value);
                     return qvOk;
                 }

@@ -5,6 +5,7 @@
 #include <fcntl.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
+#include <thread>
 #include <unistd.h>
 
 namespace scenehost {
@@ -50,17 +51,31 @@ private:
     int fd_;
 };
 
-// Asks for huge pages under the buffer of a large file's text: filled in 4 KiB pages, a hundred
-// megabytes cost tens of thousands of page faults, a good part of reading the file.
-void AdviseHugePages(char* buffer, size_t size) {
-#ifdef MADV_HUGEPAGE
-    constexpr uintptr_t kHugePage = uintptr_t(2) << 20;
-    uintptr_t begin = (reinterpret_cast<uintptr_t>(buffer) + kHugePage - 1) & ~(kHugePage - 1);
-    uintptr_t end = (reinterpret_cast<uintptr_t>(buffer) + size) & ~(kHugePage - 1);
-    if (end > begin) ::madvise(reinterpret_cast<void*>(begin), end - begin, MADV_HUGEPAGE);
+// Maps the pages under the buffer in one call: page by page, a hundred megabytes cost tens of
+// thousands of page-fault traps. Only a hint: the fill would map them anyway.
+void MapPages(char* buffer, size_t size) {
+#ifdef MADV_POPULATE_WRITE
+    constexpr uintptr_t kPage = 4096;
+    uintptr_t begin = (reinterpret_cast<uintptr_t>(buffer) + kPage - 1) & ~(kPage - 1);
+    uintptr_t end = (reinterpret_cast<uintptr_t>(buffer) + size) & ~(kPage - 1);
+    if (end > begin) ::madvise(reinterpret_cast<void*>(begin), end - begin, MADV_POPULATE_WRITE);
 #else
     (void)buffer, (void)size;
 #endif
+}
+
+// Reads up to `size` bytes into `buffer`, less where the file ends first; `*done` says how many.
+// Returns 0 or the errno of a failed read.
+int ReadUpTo(int fd, char* buffer, size_t size, size_t* done) {
+    *done = 0;
+    while (*done < size) {
+        ssize_t got = ::read(fd, buffer + *done, size - *done);
+        if (got < 0 && errno == EINTR) continue;
+        if (got < 0) return errno;
+        if (got == 0) break;
+        *done += size_t(got);
+    }
+    return 0;
 }
 
 } // namespace
@@ -83,18 +98,15 @@ bool ReadSceneBytes(const std::string& path, uint64_t maxBytes, std::string* tex
     if (!S_ISREG(opened.st_mode)) return refuse(cannot + ": it " + NotRegular(opened.st_mode));
     const uint64_t size = static_cast<uint64_t>(opened.st_size);
     if (size > maxBytes) return refuse(cannot + ": it " + TooBig(size, maxBytes));
+    const size_t length = static_cast<size_t>(size);
     text->clear();
-    text->reserve(static_cast<size_t>(size)); // not touched yet: the advice comes first
-    AdviseHugePages(&(*text)[0], static_cast<size_t>(size));
-    text->assign(static_cast<size_t>(size), '\0');
+    text->reserve(length); // not touched yet: the pages are mapped first
+    MapPages(&(*text)[0], length);
+    text->assign(length, '\0');
     size_t done = 0;
-    while (done < text->size()) {
-        ssize_t got = ::read(file.Get(), &(*text)[done], text->size() - done);
-        if (got < 0 && errno == EINTR) continue;
-        if (got < 0) return refuse(cannot + ": " + std::strerror(errno));
-        if (got == 0) break; // shrank while read: what is there is the file
-        done += static_cast<size_t>(got);
-    }
+    // A file that shrank while read gives what is there.
+    const int failure = ReadUpTo(file.Get(), &(*text)[0], length, &done);
+    if (failure != 0) return refuse(cannot + ": " + std::strerror(failure));
     text->resize(done);
     return true;
 }

@@ -12,10 +12,9 @@
 //              found once a polygon), and the corner step for every attribute; UVs are reduced
 //              per point as the corners come
 //   resolve     the UV entry kept for unmapped corners is given up when no corner needed it
-// A large mesh is walked in a few tens of bytes a corner. The point is looked up once a corner;
-// the normal and colour tables remember each point's last entry (most corners of a point repeat
-// its value) and take their other look-ups in batches, so that the misses of a table larger
-// than the cache overlap (UniqueValueTable.h).
+// A large mesh is walked in a few tens of bytes a corner. The point is looked up once a corner,
+// and the normal and colour entries are unique per point, where a point's short list is read
+// instead of a table over the whole mesh (UniqueValueTable.h).
 // Host answers can leave the tables out of step (a corner whose point the walk did not see, a
 // triangle the host would not hand out). Creation records them as they come; the writer checks
 // the finished record and refuses such a mesh with an error (GltfDocument::WriteMesh).
@@ -150,9 +149,6 @@ struct MeshWork {
     void ResolveUvMaps();
     void resolveUvMap(UvWork& work);
 
-    // Around the polygon walk: the look-up batches are made, then emptied into the tables.
-    void BeginCorners();
-    void EndCorners();
     // Once per polygon, before its corners: selects it on the mesh's polygon accessor.
     void BeginPolygon(QvPolygonId polygonId);
     // Every table's entry for one corner of the polygon begun last.
@@ -168,7 +164,7 @@ struct MeshWork {
 
     GltfLogMsg* log = nullptr;
     PointIndexTable pointIndexById;
-    UniqueValueTable<NormalValue, ExactEqual<NormalValue, 3>> normalIndexByValue;
+    PointValueTable<NormalValue> normalIndexByValue;
     std::vector<QvMapId> uvMapIds;
     QvMapId normalMapId = nullptr;
     QvPolygonId polygonId = nullptr; // the selected polygon's id, as the accessor reports it
@@ -176,6 +172,15 @@ struct MeshWork {
     // Per point: whether its read of the normal map has a value (hasValue, noValue), once known.
     enum : uint8_t { unknownAnswer, hasValue, noValue };
     std::vector<uint8_t> pointNormalAnswers;
+    // The normal a recent point read and its entry, by point index modulo the count: enough
+    // for the points of a few rows of a grid-like mesh, where a point's corners come back.
+    struct RecentNormal {
+        NormalValue read{};
+        uint32_t point = noPoint;
+        uint32_t entry = 0;
+    };
+    static constexpr size_t recentNormalCount = 4096;
+    std::vector<RecentNormal> recentNormals;
     TagRecordCache materialPrimitive;
     TagRecordCache partRecord;
     CQvUser_Mesh* mesh = nullptr;
@@ -184,9 +189,7 @@ struct MeshWork {
     CQvUser_Point* point = nullptr;
     std::vector<std::unique_ptr<UvWork>> uvWork;
     std::vector<MapEntry<GltfColorMap>> colorMaps;
-    std::vector<UniqueValueTable<ColorValue, ExactEqual<ColorValue, 4>>> colorIndexByValue;
-    std::vector<LookupBatch<ColorValue, ExactEqual<ColorValue, 4>>> colorBatches;
-    std::unique_ptr<LookupBatch<NormalValue, ExactEqual<NormalValue, 3>>> normalBatch;
+    std::vector<PointValueTable<ColorValue>> colorIndexByValue;
     std::vector<MapEntry<GltfTangentMap>> tangentMaps;
     // Deliberate: equality looks at the tangent and the bitangent's x only, while the hash
     // covers all six; frames that differ in the bitangent's y or z alone may share an entry.

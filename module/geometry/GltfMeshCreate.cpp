@@ -72,9 +72,7 @@ GltfMesh* GltfSaver::CreateMesh(CQvUser_Item& item) {
     if (!host.mapsFailed) SetUpVertexMaps();
     // The walks call back OnPoint for every point, then OnPolygon for every polygon.
     WalkPoints();
-    meshWork.BeginCorners();
     WalkPolygons();
-    meshWork.EndCorners();
     if (materials != 0) RecordMaterialNames(gltfMesh);
     meshWork.ResolveUvMaps();
     meshNodes.emplace(item.get(), gltfMesh);

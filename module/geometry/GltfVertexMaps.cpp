@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <cctype>
 #include <cmath>
+#include <cstring>
 
 // ---- Point id table -----------------------------------------------------------------------
 
@@ -74,6 +75,15 @@ void PointIndexTable::Clear() {
 
 // ---- Set-up -------------------------------------------------------------------------------
 
+namespace {
+// Room for the per-point entries of a map: one a point, and a quarter more for the second
+// sides of seams, so that a large mesh's values are not copied as they grow. Reserved pages that
+// stay unused are never touched, so the guess costs no memory when it is too high.
+size_t EntriesFor(size_t points) {
+    return points + points / 4 + 1;
+}
+} // namespace
+
 void MeshWork::Begin(GltfMesh* record, GltfLogMsg* saverLog, MeshAccessors& host,
                      uint32_t pointCount, int32_t corners) {
     Reset();
@@ -85,9 +95,11 @@ void MeshWork::Begin(GltfMesh* record, GltfLogMsg* saverLog, MeshAccessors& host
     point = &host.points;
     pointIndexById.Reserve(pointCount);
     record->positions.reserve(pointCount);
+    record->normals.reserve(EntriesFor(pointCount));
     expectedPoints = pointCount;
     normalIndexByValue.TrackPoints(pointCount);
     pointNormalAnswers.assign(pointCount, unknownAnswer);
+    recentNormals.assign(recentNormalCount, RecentNormal());
     if (corners > 0) {
         expectedCorners = uint32_t(corners);
         record->pointIndex.reserve(size_t(corners));
@@ -112,9 +124,8 @@ void MeshWork::Reset() {
     colorIndexByValue.clear();
     tangentMaps.clear();
     tangentIndexByValue.clear();
-    colorBatches.clear();
-    normalBatch.reset();
     std::vector<uint8_t>().swap(pointNormalAnswers);
+    recentNormals.clear();
     pointSelected = false;
     gltfMesh = nullptr;
     expectedCorners = 0;
@@ -172,6 +183,7 @@ std::vector<MeshMapListing> MeshWork::gatherMaps(uint32_t type, bool sorted) {
 void MeshWork::addColorMap(QvMapId id) {
     colorMaps.push_back({gltfMesh->AddColorMap(), id});
     colorMaps.back().map->index.reserve(expectedCorners);
+    colorMaps.back().map->values.reserve(EntriesFor(expectedPoints));
     colorIndexByValue.emplace_back();
     colorIndexByValue.back().TrackPoints(expectedPoints);
 }
@@ -187,29 +199,13 @@ void MeshWork::addUvMap(const std::string& name, QvMapId id) {
     work->log = log;
     work->map = gltfMesh->AddUvMap();
     work->map->index.reserve(expectedCorners);
+    work->map->values.reserve(EntriesFor(expectedPoints));
     gltfMesh->uvSets.emplace(name, uint32_t(uvWork.size()));
     uvWork.push_back(std::move(work));
     uvMapIds.push_back(id);
 }
 
 // ---- Corner steps -------------------------------------------------------------------------
-
-void MeshWork::BeginCorners() {
-    colorBatches.clear();
-    for (size_t m = 0; m < colorMaps.size(); ++m)
-        colorBatches.emplace_back(colorIndexByValue[m], colorMaps[m].map->values,
-                                  colorMaps[m].map->index);
-    normalBatch = std::make_unique<LookupBatch<NormalValue, ExactEqual<NormalValue, 3>>>(
-        normalIndexByValue, gltfMesh->normals, gltfMesh->normalIndex);
-}
-
-void MeshWork::EndCorners() {
-    for (auto& batch : colorBatches)
-        batch.Flush();
-    if (normalBatch) normalBatch->Flush();
-    colorBatches.clear();
-    normalBatch.reset();
-}
 
 // The polygon stays selected for all its corners, and its id is asked once: nothing between two
 // corners of a polygon changes the accessor's selection.
@@ -239,7 +235,8 @@ void MeshWork::AddCornerColors(QvPointId pointId, uint32_t pointIndex) {
     for (size_t m = 0; m < colorMaps.size(); ++m) {
         ColorValue value{};
         if ((*polygon)->MapEvaluate(colorMaps[m].id, pointId, value.data()) != qvOk) value = {};
-        colorBatches[m].Add(value, pointIndex);
+        GltfColorMap& map = *colorMaps[m].map;
+        map.index.push_back(colorIndexByValue[m].IndexAt(value, pointIndex, map.values));
     }
 }
 
@@ -270,13 +267,26 @@ void MeshWork::AddCornerNormal(QvPointId pointId, uint32_t pointIndex) {
         }
     }
     if (fromHost) (*point)->Normal(polygonId, normal.data());
+    // The corners of a point mostly read the same normal: its last one is remembered, with the
+    // entry it got, so that the division and the list are skipped.
+    const bool known = pointIndex < expectedPoints;
+    RecentNormal& recent = recentNormals[pointIndex % recentNormals.size()];
+    if (known && recent.point == pointIndex &&
+        std::memcmp(&recent.read, &normal, sizeof normal) == 0) {
+        gltfMesh->normalIndex.push_back(recent.entry);
+        return;
+    }
+    const NormalValue read = normal;
     double length =
         std::sqrt(normal[0] * normal[0] + normal[1] * normal[1] + normal[2] * normal[2]);
     if (length > 0)
         normal = {normal[0] / length, normal[1] / length, normal[2] / length};
     else
         normal = {1, 0, 0};
-    normalBatch->Add(normal, pointIndex);
+    const uint32_t entry = normalIndexByValue.IndexAt(normal, pointIndex, gltfMesh->normals);
+    gltfMesh->normalIndex.push_back(entry);
+    // Only an entry the table would give again is remembered: not for a NaN, nor off the points.
+    if (known && !HasNaN(normal)) recent = {read, pointIndex, entry};
 }
 
 // Whether the selected point's read of the normal map gives anything but "no value". The host

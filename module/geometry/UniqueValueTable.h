@@ -1,20 +1,18 @@
-// Tables of unique values for the per-corner attributes. A value is looked up by exact equality
-// of its components (no epsilon) and hashed over its raw bits, so (deliberately) 0.0 and -0.0
-// compare equal but usually land in two entries, and a NaN never matches and always makes a new
-// one: both cost only a duplicate vertex, never a wrong value. The table
-// holds only indices; the values live in the mesh record, so that nothing is stored twice.
+// Tables of unique values for the per-corner attributes. Values are compared exactly, with no
+// epsilon, and a NaN never matches, so it always makes a new entry: a duplicate costs a vertex,
+// never a wrong value. The tables hold only indices; the values live in the mesh record, so that
+// nothing is stored twice.
 //
-// Open addressing with linear probing over one flat array, no allocation per value. In front of
-// it sits a small direct-mapped cache of recent values: the corners of neighbouring polygons
-// share points, so most look-ups repeat a value seen a few corners ago, and the cache answers
-// those from memory that stays hot instead of a random read of the large table.
+// An entry only has to be unique among the corners of one point: the writer welds a vertex from
+// a point and its entries, so corners of two points never meet in a vertex whatever entries they
+// name. PointValueTable keeps each point's entries as a short list (one value, or one per side
+// of a seam) and is what normals and colours use. UniqueValueTable is one table over the whole
+// mesh, hashed, for the tangent frames, whose comparison looks at part of the value only.
 #pragma once
 
-#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
-#include <tuple>
 #include <vector>
 
 // A fast hash of a value's bits, eight bytes at a time.
@@ -54,54 +52,10 @@ public:
         return index;
     }
 
-    // IndexOf with a memory per point: the corners of one point mostly repeat its value, and
-    // the entry last given at the point is read from a small table in point order, where the
-    // large table would be a cache miss. The shortcut gives exactly what IndexOf would: it is
-    // taken only for a value without zero or NaN components, whose one equal entry in the table
-    // can be none but the identical one, and it leaves the recent-value cache as IndexOf would.
-    uint32_t IndexAtPoint(const T& value, uint32_t point, std::vector<T>& values) {
-        static_assert(Equal::compared == std::tuple_size<T>::value,
-                      "the shortcut needs equality over every component");
-        if (point >= lastAtPoint.size()) return IndexOf(value, values);
-        const uint32_t last = lastAtPoint[point];
-        if (last != empty && std::memcmp(&values[last], &value, sizeof(T)) == 0 &&
-            IsTwinFree(value)) {
-            const uint64_t hash = HashValueBits(value);
-            cache[(hash >> 40) & (cacheSize - 1)] = {value, hash, last};
-            return last;
-        }
-        return lastAtPoint[point] = IndexOf(value, values);
-    }
-    // Starts the memory reads of the table look-up that IndexAtPoint(value, point, values) will
-    // probably make, without waiting for them: none when the point's memory already holds the
-    // value, else the recent value's cache line and the table slot. Returns whether it started
-    // them. A hint only; nothing changes.
-    bool Prefetch(const T& value, uint32_t point, const std::vector<T>& values) const {
-        if (point < lastAtPoint.size()) {
-            const uint32_t last = lastAtPoint[point];
-            if (last < values.size() && std::memcmp(&values[last], &value, sizeof(T)) == 0)
-                return false;
-        }
-        const uint64_t hash = HashValueBits(value);
-        if (!cache.empty()) __builtin_prefetch(&cache[(hash >> 40) & (cacheSize - 1)]);
-        if (!slots.empty()) __builtin_prefetch(&slots[hash & (slots.size() - 1)]);
-        return true;
-    }
-    // The second step of a prefetch, once the slot is in cache: the entry the slot names.
-    void PrefetchEntry(const T& value, const std::vector<T>& values) const {
-        if (slots.empty()) return;
-        const uint32_t slot = slots[HashValueBits(value) & (slots.size() - 1)];
-        if (slot < values.size()) __builtin_prefetch(&values[slot]);
-    }
-
-    // Enables IndexAtPoint's memory for points 0 .. points - 1.
-    void TrackPoints(size_t points) { lastAtPoint.assign(points, empty); }
-
     void Clear() {
         slots.clear();
         count = 0;
         cache.clear();
-        std::vector<uint32_t>().swap(lastAtPoint);
     }
 
 private:
@@ -115,14 +69,6 @@ private:
         uint64_t hash = 0;
         uint32_t index = empty;
     };
-
-    // Equal to no other bit pattern: neither 0.0 against -0.0 nor a NaN can make two entries
-    // compare equal.
-    static bool IsTwinFree(const T& value) {
-        for (const auto component : value)
-            if (component == 0 || component != component) return false;
-        return true;
-    }
 
     uint32_t Find(const T& value, uint64_t hash, std::vector<T>& values) {
         if ((count + 1) * 2 > slots.size()) Grow(values);
@@ -157,42 +103,47 @@ private:
     std::vector<uint32_t> slots;
     size_t count = 0;
     std::vector<Recent> cache; // allocated on first use
-    std::vector<uint32_t> lastAtPoint;
 };
 
-// Per-corner look-ups in a few steps each, for a batch of corners at a time: the memory reads of
-// one corner's look-up are started while the others are still being gathered, so that the misses
-// of a large table overlap instead of following one another. The indices come out in the order
-// the values went in, exactly as IndexAtPoint gives them one by one.
-template <class T, class Equal> class LookupBatch {
-public:
-    LookupBatch(UniqueValueTable<T, Equal>& table, std::vector<T>& values,
-                std::vector<uint32_t>& index)
-        : table(&table), values(&values), index(&index) {}
+template <class T> bool HasNaN(const T& value) {
+    for (const auto component : value)
+        if (component != component) return true;
+    return false;
+}
 
-    void Add(const T& value, uint32_t point) {
-        const bool lookup = table->Prefetch(value, point, *values);
-        pending[count++] = {value, point, lookup};
-        if (count == batchSize) Flush();
+// Values unique per point, compared bit for bit: a corner takes the entry of an identical value
+// at its point, or a new one. Bits, not numbers: 0.0 and -0.0 stay two entries, as they would
+// in a hashed table unless their probes happened to meet. A value with a NaN never matches.
+// A point outside the tracked range (an id the point walk did not see) gets a new entry every
+// time: the writer refuses such a mesh, and no list grows long on a hostile host.
+template <class T> class PointValueTable {
+public:
+    // Starts an empty table for points 0 .. points - 1.
+    void TrackPoints(size_t points) {
+        newestAtPoint.assign(points, noEntry);
+        nextAtPoint.clear();
     }
-    void Flush() {
-        for (size_t i = 0; i < count; ++i)
-            if (pending[i].lookup) table->PrefetchEntry(pending[i].value, *values);
-        for (size_t i = 0; i < count; ++i)
-            index->push_back(table->IndexAtPoint(pending[i].value, pending[i].point, *values));
-        count = 0;
+    // The index of `value` at `point` in `values`, appending it when the point has no identical
+    // value yet.
+    uint32_t IndexAt(const T& value, uint32_t point, std::vector<T>& values) {
+        const bool tracked = point < newestAtPoint.size() && !HasNaN(value);
+        if (tracked)
+            for (uint32_t entry = newestAtPoint[point]; entry != noEntry;
+                 entry = nextAtPoint[entry])
+                if (std::memcmp(&values[entry], &value, sizeof(T)) == 0) return entry;
+        const auto entry = static_cast<uint32_t>(values.size());
+        values.push_back(value);
+        nextAtPoint.push_back(tracked ? newestAtPoint[point] : noEntry);
+        if (tracked) newestAtPoint[point] = entry;
+        return entry;
+    }
+    void Clear() {
+        std::vector<uint32_t>().swap(newestAtPoint);
+        std::vector<uint32_t>().swap(nextAtPoint);
     }
 
 private:
-    static constexpr size_t batchSize = 16;
-    struct Pending {
-        T value;
-        uint32_t point;
-        bool lookup;
-    };
-    UniqueValueTable<T, Equal>* table;
-    std::vector<T>* values;
-    std::vector<uint32_t>* index;
-    std::array<Pending, batchSize> pending;
-    size_t count = 0;
+    static constexpr uint32_t noEntry = 0xFFFFFFFFu;
+    std::vector<uint32_t> newestAtPoint;
+    std::vector<uint32_t> nextAtPoint; // per entry: the entry before it at the same point
 };

@@ -35,7 +35,10 @@ protected:
 
 // A map's value at a corner: the polygon's own, else the point's.
 const float* ValueAt(const MeshMap& map, const MeshData& mesh, uint32_t corner) {
-    const float* own = map.CornerValue(corner);
+    uint32_t polygon = 0;
+    while (polygon + 1 < mesh.PolygonCount() && mesh.FirstCorner(polygon + 1) <= corner)
+        ++polygon;
+    const float* own = map.CornerValue(polygon, corner - mesh.FirstCorner(polygon));
     return own ? own : map.PointValue(mesh.CornerPoint(corner));
 }
 

@@ -140,9 +140,9 @@ TEST(SceneFile, AFullSceneBuildsEveryPart) {
     EXPECT_EQ(mesh.Tag(1, qvPolyTagMaterial), nullptr);
     const MeshMap& uv = *mesh.FindMap(qvMapUv, "UVMap");
     EXPECT_EQ(uv.PointValue(1), nullptr);
-    EXPECT_EQ(uv.CornerValue(mesh.FirstCorner(1) + 1), nullptr);
-    ASSERT_NE(uv.CornerValue(mesh.FirstCorner(1) + 2), nullptr); // point 2 on the triangle
-    EXPECT_EQ(uv.CornerValue(mesh.FirstCorner(1) + 2)[0], 0.5f);
+    EXPECT_EQ(uv.CornerValue(1, 1), nullptr);
+    ASSERT_NE(uv.CornerValue(1, 2), nullptr); // point 2 on the triangle
+    EXPECT_EQ(uv.CornerValue(1, 2)[0], 0.5f);
     const MeshData& big = scene.FindIdent("big")->Mesh();
     EXPECT_NEAR(big.PolygonCount(), 2000, 100);
     EXPECT_EQ(big.FindMap(qvMapNormal, "Normals")->PointValue(7)[1], 1.0f); // the grid faces +Y
@@ -311,11 +311,11 @@ TEST(SceneFile, BulkArraysReadAsTheTreeReadsThemAndFaultsFoundLaterArePlaced) {
     EXPECT_STREQ(a.Tag(1, qvPolyTagPart), "P");
     const MeshMap &uvA = a.Map(0), &uvB = b.Map(0);
     EXPECT_EQ(uvA.PointValue(0), nullptr);
-    EXPECT_EQ(uvA.CornerValue(4), nullptr);
+    EXPECT_EQ(uvA.CornerValue(1, 1), nullptr);
     for (uint32_t i : {1u, 2u})
         EXPECT_EQ(std::memcmp(uvA.PointValue(i), uvB.PointValue(i), 2 * sizeof(float)), 0);
-    for (uint32_t corner : {3u, 5u})
-        EXPECT_EQ(std::memcmp(uvA.CornerValue(corner), uvB.CornerValue(corner), 8), 0);
+    for (uint32_t corner : {0u, 2u})
+        EXPECT_EQ(std::memcmp(uvA.CornerValue(1, corner), uvB.CornerValue(1, corner), 8), 0);
 
     // Faults that need the whole mesh are found as the arrays go into it, and placed as the
     // tree reader places them; a file is read again for it, after its text was let go.
