@@ -17,13 +17,16 @@ namespace {
 
 // A string stream that RapidJSON reads in place. Its own StringStream is copied into a local
 // while a string or number is read, so its Tell() lags during those events; this one has no
-// copy optimisation, so Tell() is exact in every event.
+// copy optimisation, so Tell() is exact in every event. At the end it gives '\0' and stays
+// there: RapidJSON's UTF-8 check takes a truncated character's continuation bytes without
+// looking, and would otherwise walk past the text's terminating '\0'.
 class TrackedStream {
 public:
     typedef char Ch;
-    explicit TrackedStream(const std::string& text) : head_(text.c_str()), src_(head_) {}
-    Ch Peek() const { return *src_; }
-    Ch Take() { return *src_++; }
+    explicit TrackedStream(const std::string& text)
+        : head_(text.c_str()), src_(head_), end_(head_ + text.size()) {}
+    Ch Peek() const { return src_ < end_ ? *src_ : '\0'; }
+    Ch Take() { return src_ < end_ ? *src_++ : '\0'; }
     size_t Tell() const { return static_cast<size_t>(src_ - head_); }
     void Seek(size_t offset) { src_ = head_ + offset; }
     // Output is never asked of an input stream.
@@ -35,6 +38,7 @@ public:
 private:
     const Ch* head_;
     const Ch* src_;
+    const Ch* end_;
 };
 
 // Builds the tree from the reader's events, with a stack of open arrays and objects.
