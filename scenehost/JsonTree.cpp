@@ -19,12 +19,13 @@ namespace {
 // while a string or number is read, so its Tell() lags during those events; this one has no
 // copy optimisation, so Tell() is exact in every event. At the end it gives '\0' and stays
 // there: RapidJSON's UTF-8 check takes a truncated character's continuation bytes without
-// looking, and would otherwise walk past the text's terminating '\0'.
+// looking, and would otherwise walk past the text, which need not end in a '\0' at all (a
+// mapped file does not).
 class TrackedStream {
 public:
     typedef char Ch;
-    explicit TrackedStream(const std::string& text)
-        : head_(text.c_str()), src_(head_), end_(head_ + text.size()) {}
+    explicit TrackedStream(std::string_view text)
+        : head_(text.data()), src_(head_), end_(head_ + text.size()) {}
     Ch Peek() const { return src_ < end_ ? *src_ : '\0'; }
     Ch Take() { return src_ < end_ ? *src_++ : '\0'; }
     size_t Tell() const { return static_cast<size_t>(src_ - head_); }
@@ -44,7 +45,7 @@ private:
 // Builds the tree from the reader's events, with a stack of open arrays and objects.
 class TreeBuilder {
 public:
-    TreeBuilder(const std::string& text, TrackedStream& stream,
+    TreeBuilder(std::string_view text, TrackedStream& stream,
                 const JsonArrayRouter* router = nullptr)
         : text_(text), stream_(stream), router_(router) {}
 
@@ -241,7 +242,7 @@ private:
         }
     }
 
-    const std::string& text_;
+    std::string_view text_;
     TrackedStream& stream_;
     size_t mark_ = 0;
     static constexpr size_t kIndexedMembers = 32;
@@ -302,11 +303,11 @@ const char* ParseErrorText(rapidjson::ParseErrorCode code) {
 
 } // namespace
 
-JsonNode ParseJson(const std::string& text) {
+JsonNode ParseJson(std::string_view text) {
     return ParseJson(text, JsonArrayRouter());
 }
 
-JsonNode ParseJson(const std::string& text, const JsonArrayRouter& router) {
+JsonNode ParseJson(std::string_view text, const JsonArrayRouter& router) {
     TrackedStream stream(text);
     TreeBuilder builder(text, stream, router ? &router : nullptr);
     rapidjson::Reader reader;
@@ -321,7 +322,7 @@ JsonNode ParseJson(const std::string& text, const JsonArrayRouter& router) {
     return builder.TakeRoot();
 }
 
-TextPosition PositionOf(const std::string& text, size_t offset) {
+TextPosition PositionOf(std::string_view text, size_t offset) {
     TextPosition pos;
     for (size_t i = 0; i < offset && i < text.size(); ++i) {
         unsigned char c = static_cast<unsigned char>(text[i]);
@@ -335,7 +336,7 @@ TextPosition PositionOf(const std::string& text, size_t offset) {
     return pos;
 }
 
-std::string Located(const std::string& file, const std::string& text, size_t offset,
+std::string Located(const std::string& file, std::string_view text, size_t offset,
                     const std::string& what) {
     TextPosition pos = PositionOf(text, offset);
     return file + ":" + std::to_string(pos.line) + ":" + std::to_string(pos.column) + ": " + what;

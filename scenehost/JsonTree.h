@@ -13,6 +13,7 @@
 #include <memory>
 #include <stdexcept>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace scenehost {
@@ -101,19 +102,19 @@ using JsonArrayRouter =
 
 // Parses `text` without recursion; throws JsonError at the fault for broken JSON, nesting deeper
 // than kMaxJsonDepth, duplicate member names and invalid UTF-8.
-JsonNode ParseJson(const std::string& text);
+JsonNode ParseJson(std::string_view text);
 // The same, with arrays taken in by the sinks `router` hands out; JsonDeclined when one declines.
-JsonNode ParseJson(const std::string& text, const JsonArrayRouter& router);
+JsonNode ParseJson(std::string_view text, const JsonArrayRouter& router);
 
 // 1-based line and column of a byte offset; columns count characters, not bytes.
 struct TextPosition {
     size_t line = 1;
     size_t column = 1;
 };
-TextPosition PositionOf(const std::string& text, size_t offset);
+TextPosition PositionOf(std::string_view text, size_t offset);
 
 // "file:line:column: what" for an error at `offset` of `text`.
-std::string Located(const std::string& file, const std::string& text, size_t offset,
+std::string Located(const std::string& file, std::string_view text, size_t offset,
                     const std::string& what);
 
 // How a JSON kind is named in messages ("a string", "an object", ...).

@@ -675,7 +675,7 @@ void SceneReader::ReadSelection(const JsonNode& node) {
 
 // Reads the text into the host with a tree of every value, each with its place in the text: the
 // general way, which places every fault.
-bool LoadSceneTree(SceneHost& host, const std::string& text, const std::string& fileName,
+bool LoadSceneTree(SceneHost& host, std::string_view text, const std::string& fileName,
                    const std::string& baseDir, std::string* error) {
     try {
         JsonNode root = ParseJson(text);
@@ -702,7 +702,7 @@ struct Refusal {
 
 // The message for a refusal of `text`. A fault in bulk arrays is placed by the general reader,
 // which reads the text into a host of its own: the caller's host is partly filled by now.
-std::string Report(const Refusal& refusal, const std::string& text, const std::string& fileName,
+std::string Report(const Refusal& refusal, std::string_view text, const std::string& fileName,
                    const std::string& baseDir) {
     if (refusal.kind == Refusal::kPlaced)
         return Located(fileName, text, refusal.offset, refusal.what);
@@ -727,7 +727,7 @@ void ReturnFreedMemory() {
 
 // Parses the text with meshes' bulk arrays taken in by sinks, and the rest as a tree. When a
 // sink declines, nothing is in the host yet, and the general reader reads the text instead.
-Parsed ParseWithSinks(const std::string& text, JsonNode* root, Refusal* refusal) {
+Parsed ParseWithSinks(std::string_view text, JsonNode* root, Refusal* refusal) {
     try {
         *root = ParseJson(text, SceneArrayRouter());
         return Parsed::kTree;
@@ -761,10 +761,10 @@ bool ReadParsed(SceneHost& host, const JsonNode& root, const std::string& baseDi
 // than their sum, and read it again to place a fault.
 struct OwnedText {
     std::function<void()> letGo;
-    std::function<bool()> readAgain; // false: the error is set
+    std::function<bool(std::string_view*)> readAgain; // false: the error is set
 };
 
-bool LoadText(SceneHost& host, const std::string& text, const std::string& fileName,
+bool LoadText(SceneHost& host, std::string_view text, const std::string& fileName,
               const std::string& baseDir, const OwnedText* owned, std::string* error) {
     JsonNode root;
     Refusal refusal;
@@ -778,7 +778,7 @@ bool LoadText(SceneHost& host, const std::string& text, const std::string& fileN
             ReturnFreedMemory();
             return true;
         }
-        if (owned && !owned->readAgain()) return false;
+        if (owned && !owned->readAgain(&text)) return false;
     }
     if (error) *error = Report(refusal, text, fileName, baseDir);
     return false;
@@ -793,12 +793,16 @@ bool LoadSceneText(SceneHost& host, const std::string& text, const std::string& 
 
 bool LoadSceneFile(SceneHost& host, const std::string& path, uint64_t maxBytes,
                    std::string* error) {
-    std::string text;
-    if (!ReadSceneBytes(path, maxBytes, &text, error)) return false;
+    SceneBytes bytes;
+    if (!bytes.Open(path, maxBytes, error)) return false;
     std::string baseDir = std::filesystem::path(path).parent_path().generic_string();
-    const OwnedText owned{[&] { std::string().swap(text); },
-                          [&] { return ReadSceneBytes(path, maxBytes, &text, error); }};
-    return LoadText(host, text, path, baseDir, &owned, error);
+    const OwnedText owned{[&] { bytes.Release(); },
+                          [&](std::string_view* text) {
+                              if (!bytes.Open(path, maxBytes, error)) return false;
+                              *text = bytes.Text();
+                              return true;
+                          }};
+    return LoadText(host, bytes.Text(), path, baseDir, &owned, error);
 }
 
 bool LoadSceneFile(SceneHost& host, const std::string& path, std::string* error) {

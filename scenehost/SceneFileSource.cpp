@@ -5,7 +5,6 @@
 #include <fcntl.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
-#include <thread>
 #include <unistd.h>
 
 namespace scenehost {
@@ -78,10 +77,22 @@ int ReadUpTo(int fd, char* buffer, size_t size, size_t* done) {
     return 0;
 }
 
+// The file's pages, read-only, all mapped at once; null where the system refuses (an empty file,
+// some file systems).
+void* MapFile(int fd, size_t length) {
+    if (length == 0) return nullptr;
+    int flags = MAP_PRIVATE;
+#ifdef MAP_POPULATE
+    flags |= MAP_POPULATE;
+#endif
+    void* mapping = ::mmap(nullptr, length, PROT_READ, flags, fd, 0);
+    return mapping == MAP_FAILED ? nullptr : mapping;
+}
+
 } // namespace
 
-bool ReadSceneBytes(const std::string& path, uint64_t maxBytes, std::string* text,
-                    std::string* error) {
+bool SceneBytes::Open(const std::string& path, uint64_t maxBytes, std::string* error) {
+    Release();
     auto refuse = [&](const std::string& what) {
         if (error) *error = path + ": " + what;
         return false;
@@ -99,16 +110,37 @@ bool ReadSceneBytes(const std::string& path, uint64_t maxBytes, std::string* tex
     const uint64_t size = static_cast<uint64_t>(opened.st_size);
     if (size > maxBytes) return refuse(cannot + ": it " + TooBig(size, maxBytes));
     const size_t length = static_cast<size_t>(size);
-    text->clear();
-    text->reserve(length); // not touched yet: the pages are mapped first
-    MapPages(&(*text)[0], length);
-    text->assign(length, '\0');
-    size_t done = 0;
-    // A file that shrank while read gives what is there.
-    const int failure = ReadUpTo(file.Get(), &(*text)[0], length, &done);
+    mapping_ = MapFile(file.Get(), length);
+    if (mapping_) {
+        mappedSize_ = length;
+        return true;
+    }
+    const int failure = ReadCopy(file.Get(), length);
     if (failure != 0) return refuse(cannot + ": " + std::strerror(failure));
-    text->resize(done);
     return true;
+}
+
+int SceneBytes::ReadCopy(int fd, size_t length) {
+    copy_.reserve(length); // not touched yet: the pages are mapped first
+    MapPages(&copy_[0], length);
+    copy_.assign(length, '\0');
+    size_t done = 0;
+    const int failure = ReadUpTo(fd, &copy_[0], length, &done);
+    // A file that shrank while read gives what is there.
+    copy_.resize(failure == 0 ? done : 0);
+    return failure;
+}
+
+std::string_view SceneBytes::Text() const {
+    if (mapping_) return std::string_view(static_cast<const char*>(mapping_), mappedSize_);
+    return copy_;
+}
+
+void SceneBytes::Release() {
+    if (mapping_) ::munmap(mapping_, mappedSize_);
+    mapping_ = nullptr;
+    mappedSize_ = 0;
+    std::string().swap(copy_);
 }
 
 std::string ImageFileProblem(const std::string& path) {
