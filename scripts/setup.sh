@@ -2,7 +2,8 @@
 # Installs what building and testing gltfio needs, and nothing that is already there, so it is
 # cheap to run before every build:
 #   - Debian packages: compiler, CMake, clang-format, clang (its libFuzzer serves scripts/fuzz.sh),
-#     RapidJSON, GoogleTest, Google Benchmark, node and npm; gltfpack, gnuplot and GNU time for
+#     RapidJSON, GoogleTest, Google Benchmark, assimp (qvhost import and convert) and its test
+#     models (the conversion tests), node and npm; gltfpack, gnuplot and GNU time for
 #     scripts/compare.sh;
 #   - the glTF validator, by `npm ci` in tools/validate, whenever node_modules is missing or was
 #     installed from a different package.json / package-lock.json.
@@ -10,7 +11,8 @@
 set -euo pipefail
 
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
-packages=(build-essential cmake clang-format clang rapidjson-dev libgtest-dev libbenchmark-dev nodejs npm
+packages=(build-essential cmake clang-format clang rapidjson-dev libgtest-dev libbenchmark-dev libassimp-dev
+  assimp-testmodels nodejs npm
   gltfpack gnuplot-nox time)
 
 say() { printf 'setup: %s\n' "$*"; }

@@ -75,8 +75,15 @@ bool ChooseSaver(ModuleHost& plugin, const Arguments& args, std::string* saver,
 }
 
 void ReportMonitor(const SceneHost& host) {
-    for (uint32_t steps : host.MonitorCalls().initialize)
-        std::cerr << "qvhost: monitor initialized with " << steps << " steps\n";
+    if (host.MonitorCalls().initialize.empty())
+        std::cerr << "qvhost: the saver did not use the monitor\n";
+    for (uint32_t steps : host.MonitorCalls().initialize) {
+        if (steps == 0)
+            std::cerr << "qvhost: the saver announced no steps to the monitor, so there is no "
+                         "progress to show\n";
+        else
+            std::cerr << "qvhost: monitor initialized with " << steps << " steps\n";
+    }
     if (!host.MonitorCalls().steps.empty())
         std::cerr << "qvhost: monitor stepped " << host.MonitorCalls().steps.size() << " times\n";
 }
@@ -161,10 +168,15 @@ int RunSave(const Arguments& args) {
     std::string error;
     if (!scenehost::LoadSceneFile(host, args.scene, args.maxSceneSize, &error))
         return Refuse(error);
+    return SaveLoadedScene(host, args, args.scene);
+}
+
+int SaveLoadedScene(SceneHost& host, const Arguments& args, const std::string& source) {
+    std::string error;
     for (const auto& [name, value] : args.userValues)
         SetUserValue(host, name, value);
     error = FindRunawayAnimation(host);
-    if (!error.empty()) return Refuse("qvhost: " + args.scene + ": " + error);
+    if (!error.empty()) return Refuse("qvhost: " + source + ": " + error);
 
     ModuleHost plugin(host);
     std::string saver;

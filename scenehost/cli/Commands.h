@@ -11,7 +11,14 @@ class SceneHost;
 
 namespace qvhost {
 
+int RunImport(const Arguments& args);
+int RunConvert(const Arguments& args);
 int RunSave(const Arguments& args);
+
+// The save of a scene that is already in `host`: the --set values, the checks before the save,
+// the save into a staging folder, the checks after it and the move into place. `source` names
+// where the scene came from (the scene file, the model) in messages.
+int SaveLoadedScene(scenehost::SceneHost& host, const Arguments& args, const std::string& source);
 int RunServers(const Arguments& args);
 int RunOptions(const Arguments& args);
 

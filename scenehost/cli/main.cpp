@@ -18,6 +18,10 @@ int main(int argc, char** argv) {
         return qvhost::kExitBadInput;
     }
     switch (parsed.command) {
+    case qvhost::Command::Import:
+        return qvhost::RunImport(parsed);
+    case qvhost::Command::Convert:
+        return qvhost::RunConvert(parsed);
     case qvhost::Command::Save:
         return qvhost::RunSave(parsed);
     case qvhost::Command::Servers:
@@ -27,6 +31,6 @@ int main(int argc, char** argv) {
     case qvhost::Command::Help:
         break;
     }
-    std::cout << qvhost::Usage();
-    return 0;
+    std::cout << qvhost::CommandHelp(parsed.helpFor);
+    return std::cout.flush() ? 0 : qvhost::kExitSaveFailed;
 }
