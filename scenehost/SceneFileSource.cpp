@@ -100,12 +100,13 @@ bool SceneBytes::Open(const std::string& path, uint64_t maxBytes, std::string* e
     const std::string cannot = "cannot read the scene file";
     // Looked at before opening: opening a FIFO for reading would wait for a writer.
     struct stat before;
-    if (::stat(path.c_str(), &before) != 0) return refuse(cannot);
+    if (::stat(path.c_str(), &before) != 0) return refuse(cannot + ": " + std::strerror(errno));
     if (!S_ISREG(before.st_mode)) return refuse(cannot + ": it " + NotRegular(before.st_mode));
     // Non-blocking, in case the path was swapped for a FIFO since; the check below refuses it.
     Descriptor file(::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
     struct stat opened;
-    if (file.Get() < 0 || ::fstat(file.Get(), &opened) != 0) return refuse(cannot);
+    if (file.Get() < 0 || ::fstat(file.Get(), &opened) != 0)
+        return refuse(cannot + ": " + std::strerror(errno));
     if (!S_ISREG(opened.st_mode)) return refuse(cannot + ": it " + NotRegular(opened.st_mode));
     const uint64_t size = static_cast<uint64_t>(opened.st_size);
     if (size > maxBytes) return refuse(cannot + ": it " + TooBig(size, maxBytes));

@@ -163,9 +163,10 @@ void WarnOverwrittenCopies(const std::vector<ImageCopy>& copies, const StagedOut
 // is moved into place only when the save succeeded and its files read back whole, so that a
 // failed, broken or interrupted save leaves the files at OUTPUT as they were.
 int RunSave(const Arguments& args) {
+    std::string error = OutputFolderProblem(args.output);
+    if (!error.empty()) return Refuse("qvhost: cannot save " + args.output + ": " + error);
     SceneHost host;
     host.SetCounting(false); // nothing here reads the counters, and sampling would pay for them
-    std::string error;
     if (!scenehost::LoadSceneFile(host, args.scene, args.maxSceneSize, &error))
         return Refuse(error);
     return SaveLoadedScene(host, args, args.scene);

@@ -1,5 +1,9 @@
 #include "LogOutput.h"
 
+#include <cstring>
+
+#include <cerrno>
+
 #include "gltfio_json.h"
 
 namespace qvhost {
@@ -75,7 +79,7 @@ LogFile::~LogFile() {
 bool LogFile::Open(const std::string& path, std::string* error) {
     path_ = path;
     file_ = std::fopen(path.c_str(), "wb");
-    if (!file_) *error = "cannot write the log file " + path;
+    if (!file_) *error = "cannot write the log file " + path + ": " + std::strerror(errno);
     return file_ != nullptr;
 }
 

@@ -8,6 +8,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
+#include <sys/stat.h>
 
 namespace qvhost {
 
@@ -41,6 +42,17 @@ bool StagedOutput::Create(const std::string& output, std::string* error) {
     folder_ = pattern;
     SetInterruptedSave(folder_, output_);
     return true;
+}
+
+std::string OutputFolderProblem(const std::string& output) {
+    const std::string folder = FolderPartOf(output);
+    if (folder.empty()) return std::string();
+    struct stat info;
+    if (::stat(folder.c_str(), &info) != 0)
+        return "the folder " + folder + " does not exist or cannot be reached (" +
+               std::strerror(errno) + ")";
+    if (!S_ISDIR(info.st_mode)) return folder + " is not a folder";
+    return std::string();
 }
 
 std::vector<std::string> StagedOutput::Files(const std::string& last) const {

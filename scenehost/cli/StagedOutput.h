@@ -41,6 +41,11 @@ private:
     std::string output_;
 };
 
+// What is wrong with the folder `output` would go in ("the folder out does not exist", "out is
+// not a folder"); empty when it is a folder. Asked before a scene is read, so that a typo in the
+// output's path does not cost the load of a large scene.
+std::string OutputFolderProblem(const std::string& output);
+
 // The output's folder as given, with its trailing '/'; "" for a bare file name.
 std::string FolderPartOf(const std::string& path);
 // What follows the last '/'.

@@ -173,7 +173,8 @@ TEST(SceneFile, ImagesAreFoundBesideTheFileAndAMissingFileIsNamed) {
     EXPECT_EQ(std::string(path), scratch.Host("tex/a.png"));
 
     EXPECT_FALSE(LoadSceneFile(host, "/nonexistent/scene.json", &error));
-    EXPECT_EQ(error, "/nonexistent/scene.json: cannot read the scene file");
+    EXPECT_EQ(error,
+              "/nonexistent/scene.json: cannot read the scene file: No such file or directory");
 }
 
 TEST(SceneFile, PathsThatAreNotRegularFilesAreRefusedBeforeTheyAreRead) {
