@@ -285,6 +285,25 @@ TEST_F(Qvhost, RefusedInputExitsTwoAndWritesNothing) {
     EXPECT_FALSE(fs::exists(scratch.Path("x.glb")));
 }
 
+TEST_F(Qvhost, EveryCommandAnswersHelpAndTheUsageListsThemAll) {
+    ASSERT_EQ(Run("help"), 0);
+    const std::string list = out;
+    for (const char* command : {"import", "convert", "save", "servers", "options"}) {
+        SCOPED_TRACE(command);
+        EXPECT_NE(list.find(std::string("  qvhost ") + command + " "), std::string::npos) << list;
+        const std::string usage = std::string("usage: qvhost ") + command + " ";
+        EXPECT_EQ(Run(std::string(command) + " --help"), 0);
+        EXPECT_EQ(out.substr(0, usage.size()), usage);
+        EXPECT_EQ(Run(std::string("help ") + command), 0);
+        EXPECT_EQ(out.substr(0, usage.size()), usage);
+    }
+    // save and convert print every save option, with its default.
+    ASSERT_EQ(Run("save x.json y.glb --help"), 0);
+    for (const char* option :
+         {"exportType (default 1)", "indicesExport (default 0)", "exportActionType (default 0)"})
+        EXPECT_NE(out.find(option), std::string::npos) << option;
+}
+
 TEST_F(Qvhost, ServersListsEveryServerWithItsTagsInRegistrationOrder) {
     ASSERT_EQ(Run("servers"), 0) << errors;
     EXPECT_EQ(out, "loaderOptions.gltf\n"
