@@ -86,7 +86,14 @@ void* MapFile(int fd, size_t length) {
     flags |= MAP_POPULATE;
 #endif
     void* mapping = ::mmap(nullptr, length, PROT_READ, flags, fd, 0);
-    return mapping == MAP_FAILED ? nullptr : mapping;
+    if (mapping == MAP_FAILED) return nullptr;
+    // A file cut short since its size was taken would fault where it ends: read it instead.
+    struct stat now;
+    if (::fstat(fd, &now) != 0 || static_cast<uint64_t>(now.st_size) < length) {
+        ::munmap(mapping, length);
+        return nullptr;
+    }
+    return mapping;
 }
 
 } // namespace
