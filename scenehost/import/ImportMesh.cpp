@@ -1,0 +1,282 @@
+// A node's meshes as one host mesh. assimp splits a point wherever its corners differ in normal,
+// UV or colour; the host keeps one point and gives the polygons that differ their own values at
+// that corner. So the points are welded again by position, each map takes the first value seen
+// at a point as the point's value, and a corner with another value becomes a polygon value.
+#include "ImportContext.h"
+
+#include <array>
+#include <cmath>
+#include <cstdio>
+#include <cstring>
+#include <functional>
+#include <string>
+#include <unordered_map>
+#include <vector>
+
+namespace scenehost::import {
+
+namespace {
+
+using Position = std::array<float, 3>;
+
+struct PositionHash {
+    size_t operator()(const Position& p) const {
+        uint32_t bits[3];
+        std::memcpy(bits, p.data(), sizeof bits);
+        return (size_t(bits[0]) * 73856093u) ^ (size_t(bits[1]) * 19349663u) ^
+               (size_t(bits[2]) * 83492791u);
+    }
+};
+
+struct PositionEqual {
+    bool operator()(const Position& a, const Position& b) const {
+        return std::memcmp(a.data(), b.data(), sizeof(Position)) == 0;
+    }
+};
+
+// Where a corner's values come from: a vertex of one of assimp's meshes.
+struct Source {
+    const aiMesh* mesh;
+    uint32_t vertex;
+};
+
+struct Polygon {
+    std::vector<uint32_t> points;
+    std::vector<Source> corners;
+    const std::string* material;
+};
+
+// One vertex map: its type, name, width and how to read a vertex's value.
+struct MapSpec {
+    const char* type;
+    std::string name;
+    int width;
+    std::function<bool(const Source&, float*)> read;
+};
+
+void Number(JsonOut& json, float value) {
+    char text[32];
+    int length = std::snprintf(text, sizeof text, "%.9g", std::isfinite(value) ? value : 0.0f);
+    json.RawValue(text, size_t(length), rapidjson::kNumberType);
+}
+
+void Row(JsonOut& json, const float* values, int width) {
+    json.StartArray();
+    for (int i = 0; i < width; ++i)
+        Number(json, values[i]);
+    json.EndArray();
+}
+
+class MeshBuilder {
+public:
+    explicit MeshBuilder(ImportContext& context) : context_(context) {}
+
+    void Add(const aiMesh& mesh) {
+        // Lines and points are counted and left out by the node walk.
+        if (!(mesh.mPrimitiveTypes & (aiPrimitiveType_TRIANGLE | aiPrimitiveType_POLYGON))) return;
+        std::vector<uint32_t> pointOf(mesh.mNumVertices);
+        for (uint32_t v = 0; v < mesh.mNumVertices; ++v)
+            pointOf[v] = PointAt(mesh.mVertices[v]);
+        const std::string* material = &context_.materialTags.at(mesh.mMaterialIndex);
+        for (uint32_t f = 0; f < mesh.mNumFaces; ++f)
+            AddFace(mesh, mesh.mFaces[f], pointOf, material);
+        meshes_.push_back(&mesh);
+    }
+
+    bool Empty() const { return polygons_.empty(); }
+
+    void Write(const std::string& nodeName) {
+        JsonOut& json = context_.json;
+        json.StartObject();
+        Key(json, "points");
+        json.StartArray();
+        for (const Position& p : points_)
+            Row(json, p.data(), 3);
+        json.EndArray();
+        Key(json, "polygons");
+        json.StartArray();
+        for (const Polygon& polygon : polygons_) {
+            json.StartObject();
+            Key(json, "points");
+            json.StartArray();
+            for (uint32_t point : polygon.points)
+                json.Uint(point);
+            json.EndArray();
+            Key(json, "material");
+            json.String(polygon.material->c_str());
+            json.EndObject();
+        }
+        json.EndArray();
+        Key(json, "maps");
+        json.StartArray();
+        for (const MapSpec& map : Maps())
+            WriteMap(map);
+        json.EndArray();
+        json.EndObject();
+        Warn(nodeName);
+    }
+
+private:
+    uint32_t PointAt(const aiVector3D& v) {
+        Position p = {v.x, v.y, v.z};
+        auto [at, added] = pointIndex_.emplace(p, uint32_t(points_.size()));
+        if (added) points_.push_back(p);
+        return at->second;
+    }
+
+    void AddFace(const aiMesh& mesh, const aiFace& face, const std::vector<uint32_t>& pointOf,
+                 const std::string* material) {
+        if (face.mNumIndices < 3) return; // a line or point among the polygons
+        Polygon polygon{{}, {}, material};
+        for (uint32_t i = 0; i < face.mNumIndices; ++i) {
+            uint32_t point = pointOf[face.mIndices[i]];
+            // Two corners at one place: the host takes each point once in a polygon.
+            for (uint32_t seen : polygon.points)
+                if (seen == point) {
+                    ++degenerate_;
+                    return;
+                }
+            polygon.points.push_back(point);
+            polygon.corners.push_back({&mesh, face.mIndices[i]});
+        }
+        polygons_.push_back(std::move(polygon));
+    }
+
+    // The maps any of the meshes has values for, in the order the host should list them.
+    std::vector<MapSpec> Maps() const {
+        std::vector<MapSpec> maps;
+        auto any = [&](const std::function<bool(const aiMesh&)>& has) {
+            for (const aiMesh* mesh : meshes_)
+                if (has(*mesh)) return true;
+            return false;
+        };
+        if (any([](const aiMesh& m) { return m.HasNormals(); }))
+            maps.push_back({"NORM", "Normals", 3, [](const Source& s, float* out) {
+                                if (!s.mesh->HasNormals()) return false;
+                                const aiVector3D& n = s.mesh->mNormals[s.vertex];
+                                out[0] = n.x, out[1] = n.y, out[2] = n.z;
+                                return true;
+                            }});
+        for (unsigned set = 0; set < AI_MAX_NUMBER_OF_TEXTURECOORDS; ++set)
+            if (any([set](const aiMesh& m) { return m.HasTextureCoords(set); }))
+                maps.push_back(
+                    {"TXUV", context_.uvMapNames.at(set), 2, [set](const Source& s, float* out) {
+                         if (!s.mesh->HasTextureCoords(set)) return false;
+                         const aiVector3D& uv = s.mesh->mTextureCoords[set][s.vertex];
+                         out[0] = uv.x, out[1] = uv.y;
+                         return true;
+                     }});
+        for (unsigned set = 0; set < AI_MAX_NUMBER_OF_COLOR_SETS; ++set)
+            if (any([set](const aiMesh& m) { return m.HasVertexColors(set); }))
+                maps.push_back(
+                    {"RGBA", "Color" + std::to_string(set), 4, [set](const Source& s, float* out) {
+                         if (!s.mesh->HasVertexColors(set)) return false;
+                         const aiColor4D& c = s.mesh->mColors[set][s.vertex];
+                         out[0] = c.r, out[1] = c.g, out[2] = c.b, out[3] = c.a;
+                         return true;
+                     }});
+        return maps;
+    }
+
+    // The point values (the first corner's at each point), then each polygon whose corners
+    // differ from them, with null where a corner agrees.
+    void WriteMap(const MapSpec& map) {
+        const size_t width = size_t(map.width);
+        std::vector<float> pointValues(points_.size() * width);
+        std::vector<char> hasValue(points_.size(), 0);
+        float value[4];
+        for (const Polygon& polygon : polygons_)
+            for (size_t c = 0; c < polygon.points.size(); ++c) {
+                uint32_t point = polygon.points[c];
+                if (hasValue[point] || !map.read(polygon.corners[c], value)) continue;
+                std::memcpy(&pointValues[point * width], value, width * sizeof(float));
+                hasValue[point] = 1;
+            }
+        JsonOut& json = context_.json;
+        json.StartObject();
+        Key(json, "type");
+        json.String(map.type);
+        Key(json, "name");
+        json.String(map.name.c_str());
+        Key(json, "values");
+        json.StartArray();
+        for (size_t point = 0; point < points_.size(); ++point) {
+            if (hasValue[point])
+                Row(json, &pointValues[point * width], map.width);
+            else
+                json.Null();
+        }
+        json.EndArray();
+        Key(json, "polygonValues");
+        json.StartArray();
+        for (size_t p = 0; p < polygons_.size(); ++p)
+            WriteOwnValues(map, uint32_t(p), pointValues, hasValue);
+        json.EndArray();
+        json.EndObject();
+    }
+
+    void WriteOwnValues(const MapSpec& map, uint32_t index, const std::vector<float>& pointValues,
+                        const std::vector<char>& hasValue) {
+        const Polygon& polygon = polygons_[index];
+        const size_t width = size_t(map.width);
+        std::vector<float> values(polygon.points.size() * width);
+        std::vector<char> own(polygon.points.size(), 0);
+        bool any = false;
+        for (size_t c = 0; c < polygon.points.size(); ++c) {
+            float* value = &values[c * width];
+            if (!map.read(polygon.corners[c], value)) continue;
+            uint32_t point = polygon.points[c];
+            own[c] = !hasValue[point] ||
+                     std::memcmp(value, &pointValues[point * width], width * sizeof(float)) != 0;
+            any = any || own[c];
+        }
+        if (!any) return;
+        JsonOut& json = context_.json;
+        json.StartObject();
+        Key(json, "polygon");
+        json.Uint(index);
+        Key(json, "values");
+        json.StartArray();
+        for (size_t c = 0; c < polygon.points.size(); ++c) {
+            if (own[c])
+                Row(json, &values[c * width], map.width);
+            else
+                json.Null();
+        }
+        json.EndArray();
+        json.EndObject();
+    }
+
+    void Warn(const std::string& nodeName) {
+        if (degenerate_ > 0)
+            context_.warnings.push_back("'" + nodeName + "' has " + std::to_string(degenerate_) +
+                                        " polygons with two corners at one place, which are "
+                                        "left out");
+    }
+
+    ImportContext& context_;
+    std::vector<Position> points_;
+    std::unordered_map<Position, uint32_t, PositionHash, PositionEqual> pointIndex_;
+    std::vector<Polygon> polygons_;
+    std::vector<const aiMesh*> meshes_;
+    size_t degenerate_ = 0;
+};
+
+} // namespace
+
+bool NodeHasPolygons(const ImportContext& context, const aiNode& node) {
+    for (unsigned i = 0; i < node.mNumMeshes; ++i)
+        if (context.model.mMeshes[node.mMeshes[i]]->mPrimitiveTypes &
+            (aiPrimitiveType_TRIANGLE | aiPrimitiveType_POLYGON))
+            return true;
+    return false;
+}
+
+void WriteNodeMesh(ImportContext& context, const aiNode& node) {
+    MeshBuilder builder(context);
+    for (unsigned i = 0; i < node.mNumMeshes; ++i)
+        builder.Add(*context.model.mMeshes[node.mMeshes[i]]);
+    builder.Write(node.mName.C_Str());
+}
+
+} // namespace scenehost::import

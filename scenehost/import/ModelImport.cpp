@@ -1,0 +1,119 @@
+#include "ModelImport.h"
+
+#include "ImportContext.h"
+
+#include <assimp/Importer.hpp>
+#include <assimp/ProgressHandler.hpp>
+#include <assimp/postprocess.h>
+
+#include <cstdio>
+#include <filesystem>
+
+namespace scenehost {
+
+namespace import {
+
+void Key(JsonOut& json, const char* name) {
+    json.Key(name);
+}
+
+void Triple(JsonOut& json, const char* name, double x, double y, double z) {
+    json.Key(name);
+    json.StartArray();
+    json.Double(x);
+    json.Double(y);
+    json.Double(z);
+    json.EndArray();
+}
+
+} // namespace import
+
+namespace {
+
+using import::ImportContext;
+using import::JsonOut;
+using import::Key;
+
+// "qvhost: reading MODEL: 42%" on one line of the terminal, rewritten as assimp goes.
+class TerminalProgress : public Assimp::ProgressHandler {
+public:
+    explicit TerminalProgress(std::string model) : model_(std::move(model)) {}
+    ~TerminalProgress() override {
+        if (shown_ >= 0) std::fprintf(stderr, "\n");
+    }
+    bool Update(float percentage) override {
+        int now = percentage < 0 ? 0 : int(percentage * 100.0f);
+        if (now > 100) now = 100;
+        if (now != shown_) {
+            std::fprintf(stderr, "\rqvhost: reading %s: %d%%", model_.c_str(), now);
+            std::fflush(stderr);
+            shown_ = now;
+        }
+        return true;
+    }
+
+private:
+    std::string model_;
+    int shown_ = -1;
+};
+
+void WarnLeftOut(const aiScene& model, std::vector<std::string>& warnings) {
+    auto count = [&](unsigned n, const char* what) {
+        if (n > 0) warnings.push_back(std::to_string(n) + " " + what + " left out");
+    };
+    unsigned bones = 0;
+    for (unsigned m = 0; m < model.mNumMeshes; ++m)
+        bones += model.mMeshes[m]->mNumBones;
+    count(model.mNumLights, "lights are");
+    count(bones, "bones (skin weights) are");
+    count(model.mNumAnimations, "animations are");
+}
+
+// The UV channels any mesh has, named so that the host's order by name is the channel order.
+std::vector<std::string> UvMapNames() {
+    std::vector<std::string> names;
+    for (unsigned set = 0; set < AI_MAX_NUMBER_OF_TEXTURECOORDS; ++set)
+        names.push_back("UV" + std::to_string(set));
+    return names;
+}
+
+} // namespace
+
+bool ImportModel(const std::string& modelPath, const ImportPlace& place, ImportedModel* out,
+                 std::string* error) {
+    Assimp::Importer importer;
+    if (place.showProgress) importer.SetProgressHandler(new TerminalProgress(modelPath));
+    // Points are joined where the source repeats them; polygons stay as the source has them, and
+    // lines and points come apart from them so that they can be left out whole.
+    const aiScene* model =
+        importer.ReadFile(modelPath, aiProcess_JoinIdenticalVertices | aiProcess_SortByPType);
+    importer.SetProgressHandler(nullptr);
+    if (!model || !model->mRootNode || (model->mFlags & AI_SCENE_FLAGS_INCOMPLETE)) {
+        *error = modelPath + ": cannot read the model: " + importer.GetErrorString();
+        return false;
+    }
+    rapidjson::StringBuffer text;
+    JsonOut json(text);
+    ImportContext context{*model,        std::filesystem::path(modelPath).parent_path().string(),
+                          place,         json,
+                          out->warnings, {},
+                          UvMapNames()};
+    json.StartObject();
+    // A model has no selection: a later save of the scene exports all of it.
+    Key(json, "userValues");
+    json.StartObject();
+    Key(json, "sceneio.gltf.save.exportType");
+    json.Int(0);
+    json.EndObject();
+    Key(json, "items");
+    json.StartArray();
+    import::WriteMaterials(context);
+    import::WriteNodes(context);
+    json.EndArray();
+    json.EndObject();
+    WarnLeftOut(*model, out->warnings);
+    out->sceneText.assign(text.GetString(), text.GetSize());
+    return true;
+}
+
+} // namespace scenehost
