@@ -6,6 +6,8 @@
 #include "ModuleHost.h"
 #include "OutputCheck.h"
 #include "ResultNames.h"
+#include "SaveReport.h"
+#include "SaveWarnings.h"
 #include "SceneFile.h"
 #include "SceneHost.h"
 #include "StagedOutput.h"
@@ -15,6 +17,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <filesystem>
 #include <iostream>
 
@@ -150,11 +153,41 @@ std::string DescribeFailure(const SceneHost& host, const std::string& saver,
 
 // After a save that succeeded: the warnings about image copies that overwrote each other.
 void WarnOverwrittenCopies(const std::vector<ImageCopy>& copies, const StagedOutput& staged,
-                           const std::string& output) {
+                           const std::string& output, std::vector<SaveWarning>* warnings) {
     for (const ImageCopy& copy : copies) {
         const std::string warning = DescribeOverwrittenCopy(copy, staged.Folder(), output);
-        if (!warning.empty()) std::cerr << "qvhost: warning: " << warning << "\n";
+        if (!warning.empty()) warnings->push_back({"image-copy", copy.name, warning});
     }
+}
+
+// The log's own warnings, message boxes aside (they repeat the log).
+std::size_t CountLoggedWarnings(const SceneHost& host) {
+    std::size_t warnings = 0;
+    for (const scenehost::LogRecord& record : host.Log())
+        if (record.level == "warning" && record.subsystem != "msgbox") ++warnings;
+    return warnings;
+}
+
+uint64_t StagedBytes(const StagedOutput& staged) {
+    uint64_t bytes = 0;
+    std::error_code error;
+    for (const std::string& name : staged.Files(""))
+        bytes += std::filesystem::file_size(staged.Folder() + "/" + name, error);
+    return bytes;
+}
+
+// Writes the report through a file beside it, so that a failed write leaves what was there.
+bool WriteReport(const std::string& path, const std::string& text, std::string* error) {
+    const std::string temporary = path + ".qvhost-tmp";
+    std::FILE* file = std::fopen(temporary.c_str(), "wb");
+    bool written = file && std::fwrite(text.data(), 1, text.size(), file) == text.size();
+    if (file && std::fclose(file) != 0) written = false;
+    if (!written || std::rename(temporary.c_str(), path.c_str()) != 0) {
+        *error = "cannot write the report " + path + ": " + std::strerror(errno);
+        std::remove(temporary.c_str());
+        return false;
+    }
+    return true;
 }
 
 } // namespace
@@ -213,16 +246,29 @@ int SaveLoadedScene(SceneHost& host, const Arguments& args, const std::string& s
     if (QvFailed(result)) return Fail(DescribeFailure(host, saver, args.output, result));
 
     // The plug-in reports success even when a number ended its JSON text early.
-    const std::string defect = FindOutputDefect(staged.Folder() + "/" + plan.mainName);
+    rapidjson::Document document;
+    const std::string defect = FindOutputDefect(staged.Folder() + "/" + plan.mainName, &document);
     if (!defect.empty())
         return Fail("qvhost: the saved " + FolderPartOf(args.output) + plan.mainName +
                     " is broken: " + defect + "; " + kLikelyDefectCause + "; nothing was replaced");
-    WarnOverwrittenCopies(copies, staged, args.output);
+    std::vector<SaveWarning> warnings = FindSaveWarnings(host, document, !plan.gltfForm);
+    WarnOverwrittenCopies(copies, staged, args.output, &warnings);
+    for (const SaveWarning& warning : warnings)
+        std::cerr << "qvhost: warning: " << warning.text << "\n";
+    SaveCounts counts = CountDocument(document);
+    counts.bytes = StagedBytes(staged);
+    counts.warnings = CountLoggedWarnings(host) + warnings.size();
+    counts.errors = CountLoggedErrors(host);
     if (!staged.Commit(plan.mainName, &error)) return Fail("qvhost: " + error);
-    std::cerr << "qvhost: " << saver << " saved " << args.output << "\n";
+    counts.seconds = SecondsSinceStart();
+    std::cerr << "qvhost: " << SummaryLine(saver, args.output, counts) << "\n";
+    if (!args.reportFile.empty() &&
+        !WriteReport(args.reportFile, ReportJson(saver, args.output, counts, warnings), &error))
+        return Fail("qvhost: " + error + "; the save itself is in place");
     // A log that could not be shown whole (standard error a closed pipe) fails the run as a log
     // file does; the files are saved all the same.
-    return logWritten && std::cerr.good() ? kExitSaved : kExitSaveFailed;
+    if (!logWritten || !std::cerr.good()) return kExitSaveFailed;
+    return args.strict && !warnings.empty() ? kExitWarnings : kExitSaved;
 }
 
 int RunServers(const Arguments& args) {

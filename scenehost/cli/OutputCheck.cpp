@@ -52,7 +52,7 @@ std::string FindJsonDefect(const std::string& text, rapidjson::Document* json) {
     return std::string();
 }
 
-std::string FindGlbDefect(std::ifstream& in, uint64_t fileSize) {
+std::string FindGlbDefect(std::ifstream& in, uint64_t fileSize, rapidjson::Document& json) {
     const std::string header = ReadAt(in, 0, 20);
     if (header.empty()) return "it is too short for a .glb header";
     if (Uint32At(header, 4) != 2) return "its .glb version is not 2";
@@ -66,7 +66,6 @@ std::string FindGlbDefect(std::ifstream& in, uint64_t fileSize) {
     const uint64_t binLength = Uint32At(binHeader, 0);
     if (Uint32At(binHeader, 4) != kBinChunkType || 28 + jsonLength + binLength != fileSize)
         return "its BIN chunk header does not match the file's length";
-    rapidjson::Document json;
     std::string defect = FindJsonDefect(ReadAt(in, 20, jsonLength), &json);
     if (!defect.empty()) return defect;
     const int64_t stated = BufferLength(json);
@@ -76,8 +75,8 @@ std::string FindGlbDefect(std::ifstream& in, uint64_t fileSize) {
     return std::string();
 }
 
-std::string FindGltfDefect(const std::string& path, std::ifstream& in, uint64_t fileSize) {
-    rapidjson::Document json;
+std::string FindGltfDefect(const std::string& path, std::ifstream& in, uint64_t fileSize,
+                           rapidjson::Document& json) {
     std::string defect = FindJsonDefect(ReadAt(in, 0, fileSize), &json);
     if (!defect.empty()) return defect;
     const auto& buffers = json["buffers"];
@@ -95,15 +94,18 @@ std::string FindGltfDefect(const std::string& path, std::ifstream& in, uint64_t 
 
 } // namespace
 
-std::string FindOutputDefect(const std::string& path) {
+std::string FindOutputDefect(const std::string& path, rapidjson::Document* json) {
+    rapidjson::Document own;
+    rapidjson::Document& document = json ? *json : own;
     std::error_code error;
     const uint64_t fileSize = fs::file_size(path, error);
     std::ifstream in(path, std::ios::binary);
     if (error || !in) return "it was not written";
     const std::string magic = ReadAt(in, 0, fileSize < 4 ? fileSize : 4);
-    if (magic.size() == 4 && Uint32At(magic, 0) == kGlbMagic) return FindGlbDefect(in, fileSize);
+    if (magic.size() == 4 && Uint32At(magic, 0) == kGlbMagic)
+        return FindGlbDefect(in, fileSize, document);
     in.clear();
-    return FindGltfDefect(path, in, fileSize);
+    return FindGltfDefect(path, in, fileSize, document);
 }
 
 } // namespace qvhost

@@ -3,6 +3,8 @@
 // float overflowed into), so qvhost reads every output back.
 #pragma once
 
+#include "gltfio_json.h"
+
 #include <string>
 
 namespace qvhost {
@@ -11,7 +13,8 @@ namespace qvhost {
 // lengths that match the file and a complete JSON chunk, or a complete .gltf whose .bin (beside
 // it, by its "uri") has the length the buffer states. Otherwise what is wrong, as a phrase
 // ("its JSON text ends early ...").
-std::string FindOutputDefect(const std::string& path);
+// `json`, when given, receives the document of a whole file.
+std::string FindOutputDefect(const std::string& path, rapidjson::Document* json = nullptr);
 
 // What usually makes a plug-in cut its JSON text short; said after a defect.
 constexpr const char* kLikelyDefectCause =

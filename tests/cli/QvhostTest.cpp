@@ -104,8 +104,15 @@ TEST_F(Qvhost, SavePicksTheSaverByExtensionAndWritesTheLogAsJsonLines) {
     EXPECT_NE(errors.find("\nqvhost: the saver announced no steps to the monitor, so there is no "
                           "progress to show\n"),
               std::string::npos);
+    // The last line is the summary: what the file holds, counted from it.
     EXPECT_TRUE(errors.size() > 20 && errors.substr(errors.rfind("qvhost:")) ==
-                                          "qvhost: gltf.bin saved " + Out("a.glb") + "\n")
+                                          "qvhost: gltf.bin saved " + Out("a.glb") +
+                                              ": 1 node, 0 meshes, 0 primitives, 0 triangles, 0 "
+                                              "vertices, 1 material, 0 textures, 0 images, 0 "
+                                              "animations, " +
+                                              std::to_string(fs::file_size(scratch.Path("a.glb"))) +
+                                              " bytes, 0 warnings, 0 errors, " +
+                                              errors.substr(errors.rfind(", ") + 2))
         << errors;
 
     // One object a line, members in a fixed order, the same entries as standard error shows.
@@ -170,6 +177,95 @@ TEST_F(Qvhost, FailedSavesSayWhyAndReplaceNothing) {
     }
     EXPECT_NE(ReadBytes(scratch.Path("log.jsonl")).find(R"("text":"Failed to export GLTF!"})"),
               std::string::npos);
+}
+
+// Each behaviour that the plug-in keeps on purpose and without a word is named in a warning,
+// which --strict turns into status 3; the clean scene that differs in that one thing is silent.
+TEST_F(Qvhost, KeptBehavioursAreWarnedAboutAndStrictMakesThemCount) {
+    const std::string png = ReadBytes(fs::path(GLTFIO_SOURCE_DIR) / "examples/images/wood.png");
+    WriteBytes(scratch.Path("a.png"), png);
+    WriteBytes(scratch.Path("a#1.png"), png);
+    WriteBytes(scratch.Path("a.bmp"), "BM" + std::string(60, '\0'));
+    // A triangle of material M, or what a case puts in its place.
+    auto triangle = [](const std::string& polygon, const std::string& maps = "") {
+        return R"({"id": "m", "type": "mesh", "name": "Tri", "mesh": {"points": [[0,0,0],[1,0,0],[0,1,0]], "polygons": [)" +
+               polygon + "]" + maps + "}}";
+    };
+    const std::string tagged = triangle(R"({"points": [0,1,2], "material": "M"})");
+    const std::string all = R"({"userValues": {"sceneio.gltf.save.exportType": 0}, "items": [)";
+    const std::string blended =
+        R"({"id": "k", "type": "mask", "channels": {"ptag": "M"}}, {"id": "h", "type": "advancedMaterial", "parent": "k", "channels": {"dissAmt": 0.5}}, {"id": "s", "type": "glTFShader", "parent": "k"}, )";
+    const std::string large =
+        R"({"id": "t", "type": "mesh", "name": "Torus", "mesh": {"generate": {"shape": "torus", "triangles": 30000, "materials": ["M"]}}})";
+    struct Case {
+        std::string scene, clean, output, warning;
+    };
+    const Case cases[] = {
+        {R"({"items": [)" + tagged + "]}", all + tagged + "]}", "out.glb",
+         "nothing is selected and the export scope is the selected items (exportType 1, the "
+         "default), so the file holds no nodes; --set exportType=0 exports the whole scene"},
+        {all + triangle(R"([0,1,2])") + "]}", all + tagged + "]}", "out.glb",
+         "'Tri' has 1 polygon without a material tag, which the save leaves out"},
+        {all + large + "]}",
+         R"({"userValues": {"sceneio.gltf.save.exportType": 0, "sceneio.gltf.save.indicesExport": 1}, "items": [)" +
+             large + "]}",
+         "out.glb",
+         "'Torus' was left out: its polygons make 89784 triangle corners (it has 14964 points), "
+         "more than the 65,535 that 16-bit indices count; --set indicesExport=1"},
+        {ReadBytes(TexturedScene(Out("a.bmp"), Out("a.png"))),
+         ReadBytes(TexturedScene(Out("a.png"), Out("a.png"))), "out.glb",
+         "is neither PNG nor JPEG, so the .glb gives it no type"},
+        {all + blended +
+             triangle(
+                 R"({"points": [0,1,2], "material": "M"})",
+                 R"(, "maps": [{"type": "RGB ", "name": "C", "values": [[1,0,0],[0,1,0],[0,0,1]]}])") +
+             "]}",
+         all + blended +
+             triangle(
+                 R"({"points": [0,1,2], "material": "M"})",
+                 R"(, "maps": [{"type": "RGBA", "name": "C", "values": [[1,0,0,1],[0,1,0,1],[0,0,1,1]]}])") +
+             "]}",
+         "out.glb", "'Tri' has an RGB colour map, written with alpha 0, and a blended material"},
+        {ReadBytes(TexturedScene(Out("a#1.png"), Out("a.png"))),
+         ReadBytes(TexturedScene(Out("a.png"), Out("a.png"))), "out.gltf",
+         "the image copy a#1.png has a '%', '#' or '?' in its name"},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.warning);
+        const std::string scene = Scene(c.scene);
+        EXPECT_EQ(Run("save " + scene + " " + Out(c.output)), 0) << errors;
+        EXPECT_NE(errors.find("\nqvhost: warning: "), std::string::npos) << errors;
+        EXPECT_NE(errors.find(c.warning), std::string::npos) << errors;
+        EXPECT_EQ(Run("save " + scene + " " + Out(c.output) + " --strict"), 3) << errors;
+        const std::string clean = Scene(c.clean);
+        EXPECT_EQ(Run("save " + clean + " " + Out(c.output) + " --strict"), 0) << errors;
+        EXPECT_EQ(errors.find("qvhost: warning"), std::string::npos) << errors;
+    }
+}
+
+// The report holds the summary's counts, taken from the file, a row per mesh and the warnings.
+TEST_F(Qvhost, ReportCountsWhatTheFileHolds) {
+    const std::string scene = TexturedScene(Out("a.png"), Out("a.png"));
+    WriteBytes(scratch.Path("a.png"),
+               ReadBytes(fs::path(GLTFIO_SOURCE_DIR) / "examples/images/wood.png"));
+    ASSERT_EQ(Run("save " + scene + " " + Out("out.glb") + " --report " + Out("report.json")), 0)
+        << errors;
+    auto report = ParseJson(ReadBytes(scratch.Path("report.json")));
+    ASSERT_TRUE(report.IsObject());
+    EXPECT_EQ(MemberNames(report), (std::vector<std::string>{"output", "saver", "seconds", "counts",
+                                                             "meshes", "warnings"}));
+    const std::string bytes = ReadBytes(scratch.Path("out.glb"));
+    auto file = ParseJson(bytes.substr(20, ReadUint32(bytes, 12)));
+    const auto& counts = report["counts"];
+    for (const char* array : {"nodes", "meshes", "materials", "textures", "images"})
+        EXPECT_EQ(counts[array].GetUint(), file[array].Size()) << array;
+    EXPECT_EQ(counts["bytes"].GetUint64(), bytes.size());
+    EXPECT_EQ(counts["primitives"].GetUint(), 2u);
+    EXPECT_EQ(counts["triangles"].GetUint(), 2u);
+    const auto& row = report["meshes"][0];
+    EXPECT_EQ(row["triangles"].GetUint(), 2u);
+    EXPECT_EQ(row["materials"].Size(), 2u);
+    EXPECT_EQ(report["warnings"].Size(), 0u);
 }
 
 // A .gltf save copies its images beside it: a copy over the .gltf or the .bin is refused before
