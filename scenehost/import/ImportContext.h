@@ -5,7 +5,6 @@
 #include "ModelImport.h"
 
 #include <assimp/scene.h>
-#include <rapidjson/stringbuffer.h>
 #include <rapidjson/writer.h>
 
 #include <string>
@@ -13,7 +12,19 @@
 
 namespace scenehost::import {
 
-using JsonOut = rapidjson::Writer<rapidjson::StringBuffer>;
+// Writes straight into the scene text, without a second copy of a text of a hundred megabytes.
+class TextOutput {
+public:
+    typedef char Ch;
+    explicit TextOutput(std::string& text) : text_(text) {}
+    void Put(char c) { text_.push_back(c); }
+    void Flush() {}
+
+private:
+    std::string& text_;
+};
+
+using JsonOut = rapidjson::Writer<TextOutput>;
 
 struct ImportContext {
     const aiScene& model;

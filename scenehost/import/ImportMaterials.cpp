@@ -148,6 +148,11 @@ private:
             json_.StartObject();
             Key(json_, "effect");
             json_.String(kind.effect);
+            // The image's colour channels as they are, which is what glTF reads them as.
+            Key(json_, "swizzling");
+            json_.Int(1);
+            Key(json_, "rgba");
+            json_.Int(0);
             json_.EndObject();
             json_.EndObject();
 

@@ -5,8 +5,8 @@
 #include "ImportContext.h"
 
 #include <array>
+#include <charconv>
 #include <cmath>
-#include <cstdio>
 #include <cstring>
 #include <functional>
 #include <string>
@@ -54,10 +54,11 @@ struct MapSpec {
     std::function<bool(const Source&, float*)> read;
 };
 
+// The shortest text that reads back as the same float: the host keeps 32-bit floats.
 void Number(JsonOut& json, float value) {
     char text[32];
-    int length = std::snprintf(text, sizeof text, "%.9g", std::isfinite(value) ? value : 0.0f);
-    json.RawValue(text, size_t(length), rapidjson::kNumberType);
+    const auto end = std::to_chars(text, text + sizeof text, std::isfinite(value) ? value : 0.0f);
+    json.RawValue(text, size_t(end.ptr - text), rapidjson::kNumberType);
 }
 
 void Row(JsonOut& json, const float* values, int width) {

@@ -92,7 +92,8 @@ bool ImportModel(const std::string& modelPath, const ImportPlace& place, Importe
         *error = modelPath + ": cannot read the model: " + importer.GetErrorString();
         return false;
     }
-    rapidjson::StringBuffer text;
+    out->sceneText.clear();
+    import::TextOutput text(out->sceneText);
     JsonOut json(text);
     ImportContext context{*model,        std::filesystem::path(modelPath).parent_path().string(),
                           place,         json,
@@ -112,7 +113,6 @@ bool ImportModel(const std::string& modelPath, const ImportPlace& place, Importe
     json.EndArray();
     json.EndObject();
     WarnLeftOut(*model, out->warnings);
-    out->sceneText.assign(text.GetString(), text.GetSize());
     return true;
 }
 
