@@ -176,20 +176,6 @@ uint64_t StagedBytes(const StagedOutput& staged) {
     return bytes;
 }
 
-// Writes the report through a file beside it, so that a failed write leaves what was there.
-bool WriteReport(const std::string& path, const std::string& text, std::string* error) {
-    const std::string temporary = path + ".qvhost-tmp";
-    std::FILE* file = std::fopen(temporary.c_str(), "wb");
-    bool written = file && std::fwrite(text.data(), 1, text.size(), file) == text.size();
-    if (file && std::fclose(file) != 0) written = false;
-    if (!written || std::rename(temporary.c_str(), path.c_str()) != 0) {
-        *error = "cannot write the report " + path + ": " + std::strerror(errno);
-        std::remove(temporary.c_str());
-        return false;
-    }
-    return true;
-}
-
 } // namespace
 
 // The steps of a save. Everything the saver writes goes into a staging folder beside OUTPUT and
@@ -263,8 +249,8 @@ int SaveLoadedScene(SceneHost& host, const Arguments& args, const std::string& s
     counts.seconds = SecondsSinceStart();
     std::cerr << "qvhost: " << SummaryLine(saver, args.output, counts) << "\n";
     if (!args.reportFile.empty() &&
-        !WriteReport(args.reportFile, ReportJson(saver, args.output, counts, warnings), &error))
-        return Fail("qvhost: " + error + "; the save itself is in place");
+        !WriteWholeFile(args.reportFile, ReportJson(saver, args.output, counts, warnings), &error))
+        return Fail("qvhost: the report: " + error + "; the save itself is in place");
     // A log that could not be shown whole (standard error a closed pipe) fails the run as a log
     // file does; the files are saved all the same.
     if (!logWritten || !std::cerr.good()) return kExitSaveFailed;

@@ -11,7 +11,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
 #include <iostream>
 
 namespace qvhost {
@@ -56,26 +55,6 @@ private:
     std::string path_;
 };
 
-// Writes `text` to `path` through a file beside it, so that a failed write leaves what was there.
-bool WriteWhole(const std::string& path, const std::string& text, std::string* error) {
-    const std::string temporary = path + ".qvhost-tmp";
-    {
-        std::ofstream out(temporary, std::ios::binary | std::ios::trunc);
-        out.write(text.data(), std::streamsize(text.size()));
-        if (!out.flush()) {
-            *error = "cannot write " + temporary;
-            std::remove(temporary.c_str());
-            return false;
-        }
-    }
-    if (std::rename(temporary.c_str(), path.c_str()) != 0) {
-        *error = "cannot move " + temporary + " to " + path;
-        std::remove(temporary.c_str());
-        return false;
-    }
-    return true;
-}
-
 } // namespace
 
 int RunImport(const Arguments& args) {
@@ -88,7 +67,7 @@ int RunImport(const Arguments& args) {
         (scene.parent_path() / (scene.stem().string() + "_images")).string();
     scenehost::ImportedModel imported;
     if (!Import(args.model, place, &imported)) return kExitBadInput;
-    if (!WriteWhole(args.scene, imported.sceneText, &error)) return Refuse("qvhost: " + error);
+    if (!WriteWholeFile(args.scene, imported.sceneText, &error)) return Refuse("qvhost: " + error);
     std::cerr << "qvhost: imported " << args.model << " into " << args.scene << "\n";
     return kExitSaved;
 }

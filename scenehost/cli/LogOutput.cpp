@@ -29,6 +29,8 @@ size_t Utf8Length(const std::string& text, size_t i) {
     return length;
 }
 
+} // namespace
+
 std::string ValidUtf8(const std::string& text) {
     std::string out;
     for (size_t i = 0; i < text.size();) {
@@ -43,8 +45,6 @@ std::string ValidUtf8(const std::string& text) {
     }
     return out;
 }
-
-} // namespace
 
 std::string ReadableLine(const scenehost::LogRecord& record) {
     std::string text = record.text;

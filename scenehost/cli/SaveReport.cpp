@@ -1,5 +1,7 @@
 #include "SaveReport.h"
 
+#include "LogOutput.h"
+
 #include <rapidjson/prettywriter.h>
 #include <rapidjson/stringbuffer.h>
 
@@ -141,7 +143,7 @@ std::string ReportJson(const std::string& saver, const std::string& output, cons
     rapidjson::PrettyWriter<rapidjson::StringBuffer> json(text);
     json.StartObject();
     json.Key("output");
-    json.String(output.c_str());
+    json.String(ValidUtf8(output).c_str());
     json.Key("saver");
     json.String(saver.c_str());
     json.Key("seconds");
@@ -163,7 +165,7 @@ std::string ReportJson(const std::string& saver, const std::string& output, cons
     for (const MeshRow& row : c.meshRows) {
         json.StartObject();
         json.Key("name");
-        json.String(row.name.c_str());
+        json.String(ValidUtf8(row.name).c_str());
         json.Key("primitives");
         json.Uint64(row.primitives);
         json.Key("triangles");
@@ -173,7 +175,7 @@ std::string ReportJson(const std::string& saver, const std::string& output, cons
         json.Key("materials");
         json.StartArray();
         for (const std::string& material : row.materials)
-            json.String(material.c_str());
+            json.String(ValidUtf8(material).c_str());
         json.EndArray();
         json.EndObject();
     }
@@ -185,9 +187,9 @@ std::string ReportJson(const std::string& saver, const std::string& output, cons
         json.Key("kind");
         json.String(warning.kind.c_str());
         json.Key("item");
-        json.String(warning.item.c_str());
+        json.String(ValidUtf8(warning.item).c_str());
         json.Key("text");
-        json.String(warning.text.c_str());
+        json.String(ValidUtf8(warning.text).c_str());
         json.EndObject();
     }
     json.EndArray();

@@ -44,6 +44,19 @@ bool StagedOutput::Create(const std::string& output, std::string* error) {
     return true;
 }
 
+bool WriteWholeFile(const std::string& path, const std::string& text, std::string* error) {
+    const std::string temporary = path + ".qvhost-tmp";
+    std::FILE* file = std::fopen(temporary.c_str(), "wb");
+    bool written = file && std::fwrite(text.data(), 1, text.size(), file) == text.size();
+    if (file && std::fclose(file) != 0) written = false;
+    if (!written || std::rename(temporary.c_str(), path.c_str()) != 0) {
+        *error = "cannot write " + path + ": " + std::strerror(errno);
+        std::remove(temporary.c_str());
+        return false;
+    }
+    return true;
+}
+
 std::string OutputFolderProblem(const std::string& output) {
     const std::string folder = FolderPartOf(output);
     if (folder.empty()) return std::string();

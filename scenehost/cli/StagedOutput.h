@@ -46,6 +46,10 @@ private:
 // output's path does not cost the load of a large scene.
 std::string OutputFolderProblem(const std::string& output);
 
+// Writes `text` to `path` through PATH.qvhost-tmp beside it and a rename, so that a failed write
+// leaves what was at `path`. False with `error` saying what failed.
+bool WriteWholeFile(const std::string& path, const std::string& text, std::string* error);
+
 // The output's folder as given, with its trailing '/'; "" for a bare file name.
 std::string FolderPartOf(const std::string& path);
 // What follows the last '/'.
