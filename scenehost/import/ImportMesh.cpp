@@ -40,12 +40,6 @@ struct Source {
     uint32_t vertex;
 };
 
-struct Polygon {
-    std::vector<uint32_t> points;
-    std::vector<Source> corners;
-    const std::string* material;
-};
-
 // One vertex map: its type, name, width and how to read a vertex's value.
 struct MapSpec {
     const char* type;
@@ -84,7 +78,7 @@ public:
         meshes_.push_back(&mesh);
     }
 
-    bool Empty() const { return polygons_.empty(); }
+    bool Empty() const { return polygonEnds_.empty(); }
 
     void Write(const std::string& nodeName) {
         JsonOut& json = context_.json;
@@ -96,15 +90,15 @@ public:
         json.EndArray();
         Key(json, "polygons");
         json.StartArray();
-        for (const Polygon& polygon : polygons_) {
+        for (size_t p = 0; p < polygonEnds_.size(); ++p) {
             json.StartObject();
             Key(json, "points");
             json.StartArray();
-            for (uint32_t point : polygon.points)
-                json.Uint(point);
+            for (uint32_t c = PolygonStart(p); c < polygonEnds_[p]; ++c)
+                json.Uint(cornerPoints_[c]);
             json.EndArray();
             Key(json, "material");
-            json.String(polygon.material->c_str());
+            json.String(polygonMaterials_[p]->c_str());
             json.EndObject();
         }
         json.EndArray();
@@ -128,20 +122,25 @@ private:
     void AddFace(const aiMesh& mesh, const aiFace& face, const std::vector<uint32_t>& pointOf,
                  const std::string* material) {
         if (face.mNumIndices < 3) return; // a line or point among the polygons
-        Polygon polygon{{}, {}, material};
+        const size_t first = cornerPoints_.size();
         for (uint32_t i = 0; i < face.mNumIndices; ++i) {
             uint32_t point = pointOf[face.mIndices[i]];
             // Two corners at one place: the host takes each point once in a polygon.
-            for (uint32_t seen : polygon.points)
-                if (seen == point) {
+            for (size_t seen = first; seen < cornerPoints_.size(); ++seen)
+                if (cornerPoints_[seen] == point) {
+                    cornerPoints_.resize(first);
+                    cornerSources_.resize(first);
                     ++degenerate_;
                     return;
                 }
-            polygon.points.push_back(point);
-            polygon.corners.push_back({&mesh, face.mIndices[i]});
+            cornerPoints_.push_back(point);
+            cornerSources_.push_back({&mesh, face.mIndices[i]});
         }
-        polygons_.push_back(std::move(polygon));
+        polygonEnds_.push_back(uint32_t(cornerPoints_.size()));
+        polygonMaterials_.push_back(material);
     }
+
+    uint32_t PolygonStart(size_t polygon) const { return polygon ? polygonEnds_[polygon - 1] : 0; }
 
     // The maps any of the meshes has values for, in the order the host should list them.
     std::vector<MapSpec> Maps() const {
@@ -186,13 +185,12 @@ private:
         std::vector<float> pointValues(points_.size() * width);
         std::vector<char> hasValue(points_.size(), 0);
         float value[4];
-        for (const Polygon& polygon : polygons_)
-            for (size_t c = 0; c < polygon.points.size(); ++c) {
-                uint32_t point = polygon.points[c];
-                if (hasValue[point] || !map.read(polygon.corners[c], value)) continue;
-                std::memcpy(&pointValues[point * width], value, width * sizeof(float));
-                hasValue[point] = 1;
-            }
+        for (size_t c = 0; c < cornerPoints_.size(); ++c) {
+            uint32_t point = cornerPoints_[c];
+            if (hasValue[point] || !map.read(cornerSources_[c], value)) continue;
+            std::memcpy(&pointValues[point * width], value, width * sizeof(float));
+            hasValue[point] = 1;
+        }
         JsonOut& json = context_.json;
         json.StartObject();
         Key(json, "type");
@@ -210,7 +208,7 @@ private:
         json.EndArray();
         Key(json, "polygonValues");
         json.StartArray();
-        for (size_t p = 0; p < polygons_.size(); ++p)
+        for (size_t p = 0; p < polygonEnds_.size(); ++p)
             WriteOwnValues(map, uint32_t(p), pointValues, hasValue);
         json.EndArray();
         json.EndObject();
@@ -218,18 +216,18 @@ private:
 
     void WriteOwnValues(const MapSpec& map, uint32_t index, const std::vector<float>& pointValues,
                         const std::vector<char>& hasValue) {
-        const Polygon& polygon = polygons_[index];
+        const uint32_t first = PolygonStart(index), count = polygonEnds_[index] - first;
         const size_t width = size_t(map.width);
-        std::vector<float> values(polygon.points.size() * width);
-        std::vector<char> own(polygon.points.size(), 0);
+        values_.resize(count * width);
+        own_.assign(count, 0);
         bool any = false;
-        for (size_t c = 0; c < polygon.points.size(); ++c) {
-            float* value = &values[c * width];
-            if (!map.read(polygon.corners[c], value)) continue;
-            uint32_t point = polygon.points[c];
-            own[c] = !hasValue[point] ||
-                     std::memcmp(value, &pointValues[point * width], width * sizeof(float)) != 0;
-            any = any || own[c];
+        for (uint32_t c = 0; c < count; ++c) {
+            float* value = &values_[c * width];
+            if (!map.read(cornerSources_[first + c], value)) continue;
+            uint32_t point = cornerPoints_[first + c];
+            own_[c] = !hasValue[point] ||
+                      std::memcmp(value, &pointValues[point * width], width * sizeof(float)) != 0;
+            any = any || own_[c];
         }
         if (!any) return;
         JsonOut& json = context_.json;
@@ -238,9 +236,9 @@ private:
         json.Uint(index);
         Key(json, "values");
         json.StartArray();
-        for (size_t c = 0; c < polygon.points.size(); ++c) {
-            if (own[c])
-                Row(json, &values[c * width], map.width);
+        for (uint32_t c = 0; c < count; ++c) {
+            if (own_[c])
+                Row(json, &values_[c * width], map.width);
             else
                 json.Null();
         }
@@ -258,7 +256,13 @@ private:
     ImportContext& context_;
     std::vector<Position> points_;
     std::unordered_map<Position, uint32_t, PositionHash, PositionEqual> pointIndex_;
-    std::vector<Polygon> polygons_;
+    // The polygons, flat: their corners' points and sources, where each ends, its material.
+    std::vector<uint32_t> cornerPoints_;
+    std::vector<Source> cornerSources_;
+    std::vector<uint32_t> polygonEnds_;
+    std::vector<const std::string*> polygonMaterials_;
+    std::vector<float> values_; // one polygon's values of one map, reused
+    std::vector<char> own_;
     std::vector<const aiMesh*> meshes_;
     size_t degenerate_ = 0;
 };

@@ -8,6 +8,7 @@
 
 #include <cstdio>
 #include <filesystem>
+#include <memory>
 
 namespace scenehost {
 
@@ -82,12 +83,18 @@ std::vector<std::string> UvMapNames() {
 bool ImportModel(const std::string& modelPath, const ImportPlace& place, ImportedModel* out,
                  std::string* error) {
     Assimp::Importer importer;
-    if (place.showProgress) importer.SetProgressHandler(new TerminalProgress(modelPath));
+    // Handed back (null) before both go: the importer deletes only the handler it holds then.
+    std::unique_ptr<TerminalProgress> progress;
+    if (place.showProgress) {
+        progress = std::make_unique<TerminalProgress>(modelPath);
+        importer.SetProgressHandler(progress.get());
+    }
     // Points are joined where the source repeats them; polygons stay as the source has them, and
     // lines and points come apart from them so that they can be left out whole.
     const aiScene* model =
         importer.ReadFile(modelPath, aiProcess_JoinIdenticalVertices | aiProcess_SortByPType);
-    importer.SetProgressHandler(nullptr);
+    // Only a handler of ours is handed back: assimp's own default would leak if replaced.
+    if (progress) importer.SetProgressHandler(nullptr);
     if (!model || !model->mRootNode || (model->mFlags & AI_SCENE_FLAGS_INCOMPLETE)) {
         *error = modelPath + ": cannot read the model: " + importer.GetErrorString();
         return false;
