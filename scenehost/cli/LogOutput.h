@@ -12,9 +12,6 @@ namespace qvhost {
 // "[io-status info] text", indented two blanks per depth; trailing newlines of the text dropped.
 std::string ReadableLine(const scenehost::LogRecord& record);
 
-// `text` with each byte that is not part of valid UTF-8 replaced by U+FFFD: names and log texts
-// of a scene may hold any bytes, a JSON text may not.
-std::string ValidUtf8(const std::string& text);
 // One JSON object without a newline. Text that is not valid UTF-8 (a plug-in may cut a message
 // inside a character) has each bad byte replaced by U+FFFD, so every line stays valid JSON.
 std::string JsonLine(const scenehost::LogRecord& record);

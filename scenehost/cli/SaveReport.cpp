@@ -1,6 +1,7 @@
 #include "SaveReport.h"
 
 #include "LogOutput.h"
+#include "Utf8.h"
 
 #include <rapidjson/prettywriter.h>
 #include <rapidjson/stringbuffer.h>
@@ -9,6 +10,8 @@
 #include <cstdio>
 
 namespace qvhost {
+
+using scenehost::ValidUtf8;
 
 namespace {
 

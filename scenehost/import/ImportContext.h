@@ -24,7 +24,14 @@ private:
     std::string& text_;
 };
 
-using JsonOut = rapidjson::Writer<TextOutput>;
+// Names and paths in model files come in any encoding, often Latin-1 in older formats; the scene
+// text is UTF-8, so every string passes through Utf8OrLatin1 on its way in.
+class JsonOut : public rapidjson::Writer<TextOutput> {
+public:
+    using Writer::Writer;
+    bool String(const std::string& text);
+    bool String(const char* text) { return String(std::string(text)); }
+};
 
 struct ImportContext {
     const aiScene& model;
@@ -40,14 +47,43 @@ struct ImportContext {
 // when the material is see-through, and its image maps; fills materialTags.
 void WriteMaterials(ImportContext& context);
 
+// The number of meshes of `node`: none in a model that assimp marks incomplete, whose only mesh
+// is one assimp drew of the node hierarchy, for viewers to show something.
+unsigned MeshCountOf(const ImportContext& context, const aiNode& node);
+
 // Whether any mesh of `node` has polygons (not only lines or points).
 bool NodeHasPolygons(const ImportContext& context, const aiNode& node);
 
-// The `mesh` member of a mesh item: the meshes of `node`, one polygon list, welded points.
+// The `mesh` member of a mesh item: the meshes of `node`, one polygon list, welded points; a
+// skinned mesh posed as its bones stand.
 void WriteNodeMesh(ImportContext& context, const aiNode& node);
 
-// The items of the node hierarchy, from the root down, and the cameras.
+// The items of the node hierarchy, from the root down, the cameras and the skins.
 void WriteNodes(ImportContext& context);
+
+// The names of the bones that move the meshes of `node`, each once, in the order first met.
+std::vector<std::string> BoneNamesOf(const ImportContext& context, const aiNode& node);
+
+// What each bone of `mesh`, a mesh of `meshNode`, does to the mesh's points in the pose the
+// model stands in, in the mesh's own space: empty when every bone stands in its bind pose.
+std::vector<aiMatrix4x4> BonePoses(const ImportContext& context, const aiNode& meshNode,
+                                   const aiMesh& mesh);
+
+// A node of the model and the id of the item written for it.
+struct NodeItem {
+    const aiNode* node;
+    std::string id;
+};
+
+// The skins, after every node has its item (`nodes`, parents before children): an influence for
+// each bone, moved by the bone's node, named after the weight map the skinned meshes have for it,
+// and a deform group for each mesh item in `skinned`.
+void WriteSkins(ImportContext& context, const std::vector<NodeItem>& nodes,
+                const std::vector<NodeItem>& skinned);
+
+// "1 light is", "2 lights are": the start of a warning about `n` things.
+std::string CountOf(size_t n, const char* thing);
+std::string CountOf(size_t n, const char* thing, const char* things);
 
 void Key(JsonOut& json, const char* name);
 void Triple(JsonOut& json, const char* name, double x, double y, double z);

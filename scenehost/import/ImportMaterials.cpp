@@ -3,6 +3,7 @@
 // material before it when the material is see-through (its dissolve is what makes a save blend),
 // and an image map per texture, placed by a texture locator on the texture's UV map.
 #include "ImportContext.h"
+#include "Utf8.h"
 
 #include <assimp/material.h>
 
@@ -133,7 +134,10 @@ private:
         for (unsigned t = 0; t < material.GetTextureCount(kind.type); ++t) {
             aiString path;
             unsigned uvIndex = 0;
-            if (material.GetTexture(kind.type, t, &path, nullptr, &uvIndex) != AI_SUCCESS) continue;
+            // Some formats name an empty texture where a material has none.
+            if (material.GetTexture(kind.type, t, &path, nullptr, &uvIndex) != AI_SUCCESS ||
+                path.length == 0)
+                continue;
             const std::string image = ImagePath(path.C_Str());
             if (image.empty()) continue;
             const std::string id = mask + "image" + std::to_string(images_++);
@@ -184,7 +188,13 @@ private:
             context_.warnings.push_back("the image '" + given + "' is not there; left out");
             return std::string();
         }
-        return Placed(fs::absolute(file, error).lexically_normal().string());
+        const std::string absolute = fs::absolute(file, error).lexically_normal().string();
+        if (!scenehost::IsValidUtf8(absolute)) {
+            context_.warnings.push_back("the image path '" + given +
+                                        "' is not UTF-8, which a scene file cannot hold; left out");
+            return std::string();
+        }
+        return Placed(absolute);
     }
 
     std::string Placed(const std::string& absolute) const {

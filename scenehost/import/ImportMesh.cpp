@@ -4,6 +4,7 @@
 // at a point as the point's value, and a corner with another value becomes a polygon value.
 #include "ImportContext.h"
 
+#include <algorithm>
 #include <array>
 #include <charconv>
 #include <cmath>
@@ -64,14 +65,17 @@ void Row(JsonOut& json, const float* values, int width) {
 
 class MeshBuilder {
 public:
-    explicit MeshBuilder(ImportContext& context) : context_(context) {}
+    MeshBuilder(ImportContext& context, const aiNode& node)
+        : context_(context), node_(node), bones_(BoneNamesOf(context, node)) {}
 
     void Add(const aiMesh& mesh) {
         // Lines and points are counted and left out by the node walk.
         if (!(mesh.mPrimitiveTypes & (aiPrimitiveType_TRIANGLE | aiPrimitiveType_POLYGON))) return;
+        AddWeights(mesh);
+        const aiVector3D* positions = Pose(mesh);
         std::vector<uint32_t> pointOf(mesh.mNumVertices);
         for (uint32_t v = 0; v < mesh.mNumVertices; ++v)
-            pointOf[v] = PointAt(mesh.mVertices[v]);
+            pointOf[v] = PointAt(positions[v]);
         const std::string* material = &context_.materialTags.at(mesh.mMaterialIndex);
         for (uint32_t f = 0; f < mesh.mNumFaces; ++f)
             AddFace(mesh, mesh.mFaces[f], pointOf, material);
@@ -140,6 +144,83 @@ private:
         polygonMaterials_.push_back(material);
     }
 
+    // Each bone's weight at each vertex of `mesh`, by the bone's place in bones_.
+    void AddWeights(const aiMesh& mesh) {
+        if (mesh.mNumBones == 0) return;
+        std::vector<std::vector<float>>& byBone = weights_[&mesh];
+        byBone.resize(bones_.size());
+        for (unsigned b = 0; b < mesh.mNumBones; ++b) {
+            const aiBone& bone = *mesh.mBones[b];
+            std::vector<float>& weights = byBone.at(BoneIndex(bone.mName.C_Str()));
+            weights.resize(mesh.mNumVertices, 0.0f);
+            for (unsigned w = 0; w < bone.mNumWeights; ++w)
+                if (bone.mWeights[w].mVertexId < mesh.mNumVertices)
+                    weights[bone.mWeights[w].mVertexId] += bone.mWeights[w].mWeight;
+        }
+        for (uint32_t v = 0; v < mesh.mNumVertices; ++v)
+            NormaliseWeights(byBone, v);
+    }
+
+    // The mesh's vertices where its bones draw them, when they stand apart from the bind pose;
+    // the save binds the skin in the pose the bones stand in.
+    const aiVector3D* Pose(const aiMesh& mesh) {
+        const std::vector<aiMatrix4x4> poses = BonePoses(context_, node_, mesh);
+        if (poses.empty()) return mesh.mVertices;
+        // By bone as in bones_; a bone the mesh names twice has its weights summed, and moves once.
+        std::vector<const aiMatrix4x4*> poseOf(bones_.size(), nullptr);
+        std::vector<aiMatrix3x3> normalPoseOf(bones_.size());
+        for (unsigned b = 0; b < mesh.mNumBones; ++b) {
+            const size_t at = BoneIndex(mesh.mBones[b]->mName.C_Str());
+            if (poseOf[at]) continue;
+            poseOf[at] = &poses[b];
+            normalPoseOf[at] = aiMatrix3x3(poses[b]).Inverse().Transpose();
+        }
+        const std::vector<std::vector<float>>& byBone = weights_.at(&mesh);
+        PosedMesh& posed = posed_[&mesh];
+        posed.positions.assign(mesh.mVertices, mesh.mVertices + mesh.mNumVertices);
+        if (mesh.HasNormals())
+            posed.normals.assign(mesh.mNormals, mesh.mNormals + mesh.mNumVertices);
+        for (uint32_t v = 0; v < mesh.mNumVertices; ++v) {
+            aiVector3D position, normal;
+            bool moved = false;
+            for (size_t b = 0; b < bones_.size(); ++b) {
+                if (!poseOf[b] || byBone[b].empty() || byBone[b][v] == 0.0f) continue;
+                const float weight = byBone[b][v];
+                position += weight * (*poseOf[b] * mesh.mVertices[v]);
+                if (mesh.HasNormals()) normal += weight * (normalPoseOf[b] * mesh.mNormals[v]);
+                moved = true;
+            }
+            if (!moved) continue;
+            posed.positions[v] = position;
+            if (mesh.HasNormals()) posed.normals[v] = normal.NormalizeSafe();
+        }
+        return posed.positions.data();
+    }
+
+    size_t BoneIndex(const char* name) const {
+        return size_t(std::find(bones_.begin(), bones_.end(), name) - bones_.begin());
+    }
+
+    // glTF readers expect a vertex's weights to add up to one, and the save writes them as the
+    // scene holds them: so they are made to here, the largest taking up what the floats lose.
+    static void NormaliseWeights(std::vector<std::vector<float>>& byBone, uint32_t vertex) {
+        double sum = 0.0;
+        std::vector<float>* largest = nullptr;
+        for (std::vector<float>& weights : byBone)
+            if (!weights.empty() && weights[vertex] > 0.0f) {
+                sum += weights[vertex];
+                if (!largest || weights[vertex] > (*largest)[vertex]) largest = &weights;
+            }
+        if (!largest) return;
+        double others = 0.0;
+        for (std::vector<float>& weights : byBone)
+            if (!weights.empty() && weights[vertex] > 0.0f) {
+                weights[vertex] = float(weights[vertex] / sum);
+                if (&weights != largest) others += weights[vertex];
+            }
+        (*largest)[vertex] = float(1.0 - others);
+    }
+
     uint32_t PolygonStart(size_t polygon) const { return polygon ? polygonEnds_[polygon - 1] : 0; }
 
     // The maps any of the meshes has values for, in the order the host should list them.
@@ -151,9 +232,12 @@ private:
             return false;
         };
         if (any([](const aiMesh& m) { return m.HasNormals(); }))
-            maps.push_back({"NORM", "Normals", 3, [](const Source& s, float* out) {
+            maps.push_back({"NORM", "Normals", 3, [this](const Source& s, float* out) {
                                 if (!s.mesh->HasNormals()) return false;
-                                const aiVector3D& n = s.mesh->mNormals[s.vertex];
+                                auto posed = posed_.find(s.mesh);
+                                const aiVector3D& n = posed == posed_.end()
+                                                          ? s.mesh->mNormals[s.vertex]
+                                                          : posed->second.normals[s.vertex];
                                 out[0] = n.x, out[1] = n.y, out[2] = n.z;
                                 return true;
                             }});
@@ -175,6 +259,14 @@ private:
                          out[0] = c.r, out[1] = c.g, out[2] = c.b, out[3] = c.a;
                          return true;
                      }});
+        // A weight map for each bone, named after it: a vertex the bone does not reach has none.
+        for (size_t b = 0; b < bones_.size(); ++b)
+            maps.push_back({"WGHT", bones_[b], 1, [this, b](const Source& s, float* out) {
+                                auto mesh = weights_.find(s.mesh);
+                                if (mesh == weights_.end() || mesh->second[b].empty()) return false;
+                                out[0] = mesh->second[b][s.vertex];
+                                return out[0] != 0.0f;
+                            }});
         return maps;
     }
 
@@ -248,12 +340,22 @@ private:
 
     void Warn(const std::string& nodeName) {
         if (degenerate_ > 0)
-            context_.warnings.push_back("'" + nodeName + "' has " + std::to_string(degenerate_) +
-                                        " polygons with two corners at one place, which are "
-                                        "left out");
+            context_.warnings.push_back(
+                "'" + nodeName + "': " +
+                CountOf(degenerate_, "polygon with two corners", "polygons with two corners") +
+                " at one place; left out");
     }
 
+    struct PosedMesh {
+        std::vector<aiVector3D> positions, normals;
+    };
+
     ImportContext& context_;
+    const aiNode& node_;
+    std::vector<std::string> bones_;
+    std::unordered_map<const aiMesh*, PosedMesh> posed_;
+    // By mesh, then by bone as in bones_ (empty where the mesh has no such bone), then by vertex.
+    std::unordered_map<const aiMesh*, std::vector<std::vector<float>>> weights_;
     std::vector<Position> points_;
     std::unordered_map<Position, uint32_t, PositionHash, PositionEqual> pointIndex_;
     // The polygons, flat: their corners' points and sources, where each ends, its material.
@@ -270,7 +372,7 @@ private:
 } // namespace
 
 bool NodeHasPolygons(const ImportContext& context, const aiNode& node) {
-    for (unsigned i = 0; i < node.mNumMeshes; ++i)
+    for (unsigned i = 0; i < MeshCountOf(context, node); ++i)
         if (context.model.mMeshes[node.mMeshes[i]]->mPrimitiveTypes &
             (aiPrimitiveType_TRIANGLE | aiPrimitiveType_POLYGON))
             return true;
@@ -278,8 +380,8 @@ bool NodeHasPolygons(const ImportContext& context, const aiNode& node) {
 }
 
 void WriteNodeMesh(ImportContext& context, const aiNode& node) {
-    MeshBuilder builder(context);
-    for (unsigned i = 0; i < node.mNumMeshes; ++i)
+    MeshBuilder builder(context, node);
+    for (unsigned i = 0; i < MeshCountOf(context, node); ++i)
         builder.Add(*context.model.mMeshes[node.mMeshes[i]]);
     builder.Write(node.mName.C_Str());
 }

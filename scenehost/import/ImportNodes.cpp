@@ -1,6 +1,7 @@
 // The node hierarchy as items: a node with polygons becomes a mesh item, a node that a camera
 // names a camera item, any other a locator; each with its local transform as the host's own
-// position, rotation (degrees, X then Y then Z) and scale.
+// position, rotation (degrees, X then Y then Z) and scale. The skins follow, once every node
+// has its item.
 #include "ImportContext.h"
 
 #include <assimp/camera.h>
@@ -46,7 +47,7 @@ public:
         const std::string id = "node" + std::to_string(next_++);
         const aiCamera* camera = CameraOf(context_.model, node);
         const bool mesh = NodeHasPolygons(context_, node);
-        for (unsigned i = 0; i < node.mNumMeshes; ++i)
+        for (unsigned i = 0; i < MeshCountOf(context_, node); ++i)
             if (!(context_.model.mMeshes[node.mMeshes[i]]->mPrimitiveTypes &
                   (aiPrimitiveType_TRIANGLE | aiPrimitiveType_POLYGON)))
                 ++linesAndPoints_;
@@ -70,17 +71,23 @@ public:
         }
         json_.EndObject();
         if (mesh && camera) ++camerasOnMeshes_;
+        nodes_.push_back({&node, id});
+        if (mesh && !BoneNamesOf(context_, node).empty()) skinned_.push_back({&node, id});
         for (unsigned c = 0; c < node.mNumChildren; ++c)
             Write(*node.mChildren[c], id);
     }
 
+    void WriteSkinItems() { WriteSkins(context_, nodes_, skinned_); }
+
     void Warn() const {
         if (linesAndPoints_ > 0)
-            context_.warnings.push_back(std::to_string(linesAndPoints_) +
-                                        " meshes of lines or points are left out");
+            context_.warnings.push_back(
+                CountOf(linesAndPoints_, "mesh of lines or points", "meshes of lines or points") +
+                " left out");
         if (camerasOnMeshes_ > 0)
-            context_.warnings.push_back(std::to_string(camerasOnMeshes_) +
-                                        " cameras on nodes with meshes are left out");
+            context_.warnings.push_back(CountOf(camerasOnMeshes_, "camera on a node with meshes",
+                                                "cameras on nodes with meshes") +
+                                        " left out");
     }
 
 private:
@@ -117,6 +124,8 @@ private:
     size_t next_ = 0;
     size_t linesAndPoints_ = 0;
     size_t camerasOnMeshes_ = 0;
+    std::vector<NodeItem> nodes_;
+    std::vector<NodeItem> skinned_;
 };
 
 } // namespace
@@ -124,6 +133,7 @@ private:
 void WriteNodes(ImportContext& context) {
     NodeWriter writer(context);
     if (context.model.mRootNode) writer.Write(*context.model.mRootNode, "");
+    writer.WriteSkinItems();
     writer.Warn();
 }
 

@@ -1,6 +1,7 @@
 #include "ModelImport.h"
 
 #include "ImportContext.h"
+#include "Utf8.h"
 
 #include <assimp/Importer.hpp>
 #include <assimp/ProgressHandler.hpp>
@@ -13,6 +14,23 @@
 namespace scenehost {
 
 namespace import {
+
+std::string CountOf(size_t n, const char* thing, const char* things) {
+    return std::to_string(n) + " " + (n == 1 ? thing : things) + (n == 1 ? " is" : " are");
+}
+
+std::string CountOf(size_t n, const char* thing) {
+    return CountOf(n, thing, (std::string(thing) + "s").c_str());
+}
+
+unsigned MeshCountOf(const ImportContext& context, const aiNode& node) {
+    return (context.model.mFlags & AI_SCENE_FLAGS_INCOMPLETE) ? 0 : node.mNumMeshes;
+}
+
+bool JsonOut::String(const std::string& text) {
+    const std::string valid = scenehost::Utf8OrLatin1(text);
+    return Writer::String(valid.data(), rapidjson::SizeType(valid.size()));
+}
 
 void Key(JsonOut& json, const char* name) {
     json.Key(name);
@@ -60,14 +78,12 @@ private:
 
 void WarnLeftOut(const aiScene& model, std::vector<std::string>& warnings) {
     auto count = [&](unsigned n, const char* what) {
-        if (n > 0) warnings.push_back(std::to_string(n) + " " + what + " left out");
+        if (n > 0) warnings.push_back(import::CountOf(n, what) + " left out");
     };
-    unsigned bones = 0;
-    for (unsigned m = 0; m < model.mNumMeshes; ++m)
-        bones += model.mMeshes[m]->mNumBones;
-    count(model.mNumLights, "lights are");
-    count(bones, "bones (skin weights) are");
-    count(model.mNumAnimations, "animations are");
+    if (model.mNumMeshes == 0 || (model.mFlags & AI_SCENE_FLAGS_INCOMPLETE))
+        warnings.push_back("the model holds no meshes");
+    count(model.mNumLights, "light");
+    count(model.mNumAnimations, "animation");
 }
 
 // The UV channels any mesh has, named so that the host's order by name is the channel order.
@@ -90,12 +106,15 @@ bool ImportModel(const std::string& modelPath, const ImportPlace& place, Importe
         importer.SetProgressHandler(progress.get());
     }
     // Points are joined where the source repeats them; polygons stay as the source has them, and
-    // lines and points come apart from them so that they can be left out whole.
+    // lines and points come apart from them so that they can be left out whole. A vertex keeps
+    // its four strongest bones, as many as a glTF vertex holds.
     const aiScene* model =
-        importer.ReadFile(modelPath, aiProcess_JoinIdenticalVertices | aiProcess_SortByPType);
+        importer.ReadFile(modelPath, aiProcess_JoinIdenticalVertices | aiProcess_SortByPType |
+                                         aiProcess_LimitBoneWeights);
     // Only a handler of ours is handed back: assimp's own default would leak if replaced.
     if (progress) importer.SetProgressHandler(nullptr);
-    if (!model || !model->mRootNode || (model->mFlags & AI_SCENE_FLAGS_INCOMPLETE)) {
+    // assimp marks a model without meshes incomplete; its cameras and hierarchy still import.
+    if (!model || !model->mRootNode) {
         *error = modelPath + ": cannot read the model: " + importer.GetErrorString();
         return false;
     }
