@@ -7,7 +7,9 @@
 #include <assimp/scene.h>
 #include <rapidjson/writer.h>
 
+#include <set>
 #include <string>
+#include <unordered_map>
 #include <vector>
 
 namespace scenehost::import {
@@ -41,7 +43,13 @@ struct ImportContext {
     std::vector<std::string>& warnings;
     std::vector<std::string> materialTags; // by assimp material index: the polygons' tag
     std::vector<std::string> uvMapNames;   // by UV channel: "UV0", "UV1", ...
+    // Each node's parent by the children lists, which the items follow: some of assimp's readers
+    // leave a node's mParent apart from the node it is listed under.
+    std::unordered_map<const aiNode*, const aiNode*> parents;
 };
+
+// The node `node` is listed under, or null for the root.
+const aiNode* ParentOf(const ImportContext& context, const aiNode* node);
 
 // The materials as masks under one render item, each with its glTF shader, its host material
 // when the material is see-through, and its image maps; fills materialTags.
@@ -61,8 +69,10 @@ void WriteNodeMesh(ImportContext& context, const aiNode& node);
 // The items of the node hierarchy, from the root down, the cameras and the skins.
 void WriteNodes(ImportContext& context);
 
-// The names of the bones that move the meshes of `node`, each once, in the order first met.
-std::vector<std::string> BoneNamesOf(const ImportContext& context, const aiNode& node);
+// The names of the bones that move the meshes of `node`, each once, in the order first met; a
+// bone that names no node of the model is left out (and its name added to `missing`).
+std::vector<std::string> BoneNamesOf(const ImportContext& context, const aiNode& node,
+                                     std::set<std::string>* missing = nullptr);
 
 // What each bone of `mesh`, a mesh of `meshNode`, does to the mesh's points in the pose the
 // model stands in, in the mesh's own space: empty when every bone stands in its bind pose.
@@ -80,6 +90,12 @@ struct NodeItem {
 // and a deform group for each mesh item in `skinned`.
 void WriteSkins(ImportContext& context, const std::vector<NodeItem>& nodes,
                 const std::vector<NodeItem>& skinned);
+
+// `value` held to 0..1, NaN as 0: glTF holds colours and material factors in that range, and the
+// save writes them as the scene holds them.
+inline float UnitRange(float value) {
+    return value >= 0.0f ? (value <= 1.0f ? value : 1.0f) : 0.0f;
+}
 
 // "1 light is", "2 lights are": the start of a warning about `n` things.
 std::string CountOf(size_t n, const char* thing);

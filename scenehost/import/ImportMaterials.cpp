@@ -119,7 +119,7 @@ private:
             {"emissive.G", emissive.g}, {"emissive.B", emissive.b}};
         for (const auto& [name, value] : channels) {
             Key(json_, name);
-            json_.Double(double(value));
+            json_.Double(double(UnitRange(value)));
         }
         json_.EndObject();
         json_.EndObject();

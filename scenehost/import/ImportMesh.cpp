@@ -47,6 +47,9 @@ struct MapSpec {
     std::string name;
     int width;
     std::function<bool(const Source&, float*)> read;
+    // A point takes the value of its first corner's vertex, also where that vertex has none:
+    // the weights of a point must all come from one vertex, or they no longer add up to one.
+    bool fromFirstCorner = false;
 };
 
 // The shortest text that reads back as the same float: the host keeps 32-bit floats.
@@ -151,7 +154,9 @@ private:
         byBone.resize(bones_.size());
         for (unsigned b = 0; b < mesh.mNumBones; ++b) {
             const aiBone& bone = *mesh.mBones[b];
-            std::vector<float>& weights = byBone.at(BoneIndex(bone.mName.C_Str()));
+            const size_t at = BoneIndex(bone.mName.C_Str());
+            if (at == bones_.size()) continue; // names no node
+            std::vector<float>& weights = byBone[at];
             weights.resize(mesh.mNumVertices, 0.0f);
             for (unsigned w = 0; w < bone.mNumWeights; ++w)
                 if (bone.mWeights[w].mVertexId < mesh.mNumVertices)
@@ -171,7 +176,7 @@ private:
         std::vector<aiMatrix3x3> normalPoseOf(bones_.size());
         for (unsigned b = 0; b < mesh.mNumBones; ++b) {
             const size_t at = BoneIndex(mesh.mBones[b]->mName.C_Str());
-            if (poseOf[at]) continue;
+            if (at == bones_.size() || poseOf[at]) continue;
             poseOf[at] = &poses[b];
             normalPoseOf[at] = aiMatrix3x3(poses[b]).Inverse().Transpose();
         }
@@ -256,17 +261,20 @@ private:
                     {"RGBA", "Color" + std::to_string(set), 4, [set](const Source& s, float* out) {
                          if (!s.mesh->HasVertexColors(set)) return false;
                          const aiColor4D& c = s.mesh->mColors[set][s.vertex];
-                         out[0] = c.r, out[1] = c.g, out[2] = c.b, out[3] = c.a;
+                         out[0] = UnitRange(c.r), out[1] = UnitRange(c.g);
+                         out[2] = UnitRange(c.b), out[3] = UnitRange(c.a);
                          return true;
                      }});
         // A weight map for each bone, named after it: a vertex the bone does not reach has none.
         for (size_t b = 0; b < bones_.size(); ++b)
-            maps.push_back({"WGHT", bones_[b], 1, [this, b](const Source& s, float* out) {
+            maps.push_back({"WGHT", bones_[b], 1,
+                            [this, b](const Source& s, float* out) {
                                 auto mesh = weights_.find(s.mesh);
                                 if (mesh == weights_.end() || mesh->second[b].empty()) return false;
                                 out[0] = mesh->second[b][s.vertex];
                                 return out[0] != 0.0f;
-                            }});
+                            },
+                            true});
         return maps;
     }
 
@@ -275,11 +283,14 @@ private:
     void WriteMap(const MapSpec& map) {
         const size_t width = size_t(map.width);
         std::vector<float> pointValues(points_.size() * width);
-        std::vector<char> hasValue(points_.size(), 0);
+        std::vector<char> hasValue(points_.size(), 0), taken(points_.size(), 0);
         float value[4];
         for (size_t c = 0; c < cornerPoints_.size(); ++c) {
             uint32_t point = cornerPoints_[c];
-            if (hasValue[point] || !map.read(cornerSources_[c], value)) continue;
+            if (taken[point]) continue;
+            if (map.fromFirstCorner) taken[point] = 1;
+            if (!map.read(cornerSources_[c], value)) continue;
+            taken[point] = 1;
             std::memcpy(&pointValues[point * width], value, width * sizeof(float));
             hasValue[point] = 1;
         }

@@ -72,7 +72,8 @@ public:
         json_.EndObject();
         if (mesh && camera) ++camerasOnMeshes_;
         nodes_.push_back({&node, id});
-        if (mesh && !BoneNamesOf(context_, node).empty()) skinned_.push_back({&node, id});
+        if (mesh && !BoneNamesOf(context_, node, &missingBones_).empty())
+            skinned_.push_back(nodes_.back());
         for (unsigned c = 0; c < node.mNumChildren; ++c)
             Write(*node.mChildren[c], id);
     }
@@ -84,6 +85,11 @@ public:
             context_.warnings.push_back(
                 CountOf(linesAndPoints_, "mesh of lines or points", "meshes of lines or points") +
                 " left out");
+        if (!missingBones_.empty())
+            context_.warnings.push_back(
+                std::to_string(missingBones_.size()) +
+                (missingBones_.size() == 1 ? " bone names" : " bones name") +
+                " no node of the model; left out, with their weights");
         if (camerasOnMeshes_ > 0)
             context_.warnings.push_back(CountOf(camerasOnMeshes_, "camera on a node with meshes",
                                                 "cameras on nodes with meshes") +
@@ -126,11 +132,25 @@ private:
     size_t camerasOnMeshes_ = 0;
     std::vector<NodeItem> nodes_;
     std::vector<NodeItem> skinned_;
+    std::set<std::string> missingBones_;
 };
+
+void NoteParents(ImportContext& context, const aiNode& node) {
+    for (unsigned c = 0; c < node.mNumChildren; ++c) {
+        context.parents[node.mChildren[c]] = &node;
+        NoteParents(context, *node.mChildren[c]);
+    }
+}
 
 } // namespace
 
+const aiNode* ParentOf(const ImportContext& context, const aiNode* node) {
+    auto parent = context.parents.find(node);
+    return parent == context.parents.end() ? nullptr : parent->second;
+}
+
 void WriteNodes(ImportContext& context) {
+    if (context.model.mRootNode) NoteParents(context, *context.model.mRootNode);
     NodeWriter writer(context);
     if (context.model.mRootNode) writer.Write(*context.model.mRootNode, "");
     writer.WriteSkinItems();

@@ -15,9 +15,9 @@ namespace scenehost::import {
 
 namespace {
 
-aiMatrix4x4 GlobalTransform(const aiNode* node) {
+aiMatrix4x4 GlobalTransform(const ImportContext& context, const aiNode* node) {
     aiMatrix4x4 global = node->mTransformation;
-    for (const aiNode* parent = node->mParent; parent; parent = parent->mParent)
+    for (const aiNode* parent = ParentOf(context, node); parent; parent = ParentOf(context, parent))
         global = parent->mTransformation * global;
     return global;
 }
@@ -33,21 +33,6 @@ bool NearlyEqual(const aiMatrix4x4& a, const aiMatrix4x4& b) {
     return true;
 }
 
-bool IsAncestorOrSelf(const aiNode* ancestor, const aiNode* node) {
-    for (; node; node = node->mParent)
-        if (node == ancestor) return true;
-    return false;
-}
-
-// The lowest node above or at `first` that every joint hangs from: the skeleton's root, which
-// glTF readers expect to be the skin's first joint.
-const aiNode* CommonRoot(const aiNode* first, const std::vector<const aiNode*>& joints) {
-    for (const aiNode* root = first;; root = root->mParent)
-        if (std::all_of(joints.begin(), joints.end(),
-                        [root](const aiNode* joint) { return IsAncestorOrSelf(root, joint); }))
-            return root;
-}
-
 class SkinWriter {
 public:
     SkinWriter(ImportContext& context, const std::vector<NodeItem>& nodes)
@@ -59,14 +44,8 @@ public:
     void Write(const NodeItem& mesh) {
         // The joints in the order of the hierarchy, parents first.
         std::vector<std::pair<const aiNode*, std::string>> bones;
-        for (const std::string& bone : BoneNamesOf(context_, *mesh.node)) {
-            const aiNode* node = context_.model.mRootNode->FindNode(bone.c_str());
-            if (!node || !written_.count(node)) {
-                missing_.emplace(bone);
-                continue;
-            }
-            bones.emplace_back(node, bone);
-        }
+        for (const std::string& bone : BoneNamesOf(context_, *mesh.node))
+            bones.emplace_back(context_.model.mRootNode->FindNode(bone.c_str()), bone);
         std::sort(bones.begin(), bones.end(), [this](const auto& a, const auto& b) {
             return written_.at(a.first).order < written_.at(b.first).order;
         });
@@ -77,7 +56,7 @@ public:
                 nodes.push_back(bone.first);
             // Where the bones have no common root among them, their common parent joins as a
             // joint without weights.
-            const aiNode* root = CommonRoot(nodes.front(), nodes);
+            const aiNode* root = CommonRoot(nodes);
             if (root != nodes.front()) joints.push_back(written_.at(root).id);
         }
         for (const auto& [node, bone] : bones)
@@ -87,10 +66,6 @@ public:
     }
 
     void Warn() const {
-        if (!missing_.empty())
-            context_.warnings.push_back(
-                CountOf(missing_.size(), "bone without a node", "bones without a node") +
-                " in the model; left out");
         if (posed_ > 0)
             context_.warnings.push_back(
                 CountOf(posed_, "skinned mesh", "skinned meshes") +
@@ -102,6 +77,21 @@ private:
         size_t order;
         std::string id;
     };
+
+    bool IsAncestorOrSelf(const aiNode* ancestor, const aiNode* node) const {
+        for (; node; node = ParentOf(context_, node))
+            if (node == ancestor) return true;
+        return false;
+    }
+
+    // The lowest node above or at the first joint that every joint hangs from: the skeleton's
+    // root, which glTF readers expect to be the skin's first joint.
+    const aiNode* CommonRoot(const std::vector<const aiNode*>& joints) const {
+        for (const aiNode* root = joints.front();; root = ParentOf(context_, root))
+            if (std::all_of(joints.begin(), joints.end(),
+                            [&](const aiNode* joint) { return IsAncestorOrSelf(root, joint); }))
+                return root;
+    }
 
     std::string InfluenceFor(const aiNode* node, const std::string& bone) {
         auto known = influences_.find(bone);
@@ -157,7 +147,6 @@ private:
     JsonOut& json_;
     std::unordered_map<const aiNode*, Written> written_;
     std::map<std::string, std::string> influences_; // bone name -> influence id
-    std::set<std::string> missing_;
     size_t posed_ = 0; // skinned meshes whose bones stand apart from their bind pose
 };
 
@@ -167,7 +156,7 @@ private:
 // bone's node stands, that and the node's transform take the mesh to where it is drawn.
 std::vector<aiMatrix4x4> BonePoses(const ImportContext& context, const aiNode& meshNode,
                                    const aiMesh& mesh) {
-    const aiMatrix4x4 meshGlobal = GlobalTransform(&meshNode);
+    const aiMatrix4x4 meshGlobal = GlobalTransform(context, &meshNode);
     aiMatrix4x4 toMesh = meshGlobal;
     toMesh.Inverse();
     std::vector<aiMatrix4x4> poses;
@@ -175,7 +164,8 @@ std::vector<aiMatrix4x4> BonePoses(const ImportContext& context, const aiNode& m
     for (unsigned b = 0; b < mesh.mNumBones; ++b) {
         const aiBone& bone = *mesh.mBones[b];
         const aiNode* node = context.model.mRootNode->FindNode(bone.mName);
-        const aiMatrix4x4 drawn = node ? GlobalTransform(node) * bone.mOffsetMatrix : meshGlobal;
+        const aiMatrix4x4 drawn =
+            node ? GlobalTransform(context, node) * bone.mOffsetMatrix : meshGlobal;
         if (!NearlyEqual(drawn, meshGlobal)) bound = false;
         poses.push_back(toMesh * drawn);
     }
@@ -183,13 +173,18 @@ std::vector<aiMatrix4x4> BonePoses(const ImportContext& context, const aiNode& m
     return poses;
 }
 
-std::vector<std::string> BoneNamesOf(const ImportContext& context, const aiNode& node) {
+std::vector<std::string> BoneNamesOf(const ImportContext& context, const aiNode& node,
+                                     std::set<std::string>* missing) {
     std::vector<std::string> names;
     for (unsigned i = 0; i < MeshCountOf(context, node); ++i) {
         const aiMesh& mesh = *context.model.mMeshes[node.mMeshes[i]];
         for (unsigned b = 0; b < mesh.mNumBones; ++b) {
-            const std::string name = mesh.mBones[b]->mName.C_Str();
-            if (std::find(names.begin(), names.end(), name) == names.end()) names.push_back(name);
+            const aiString& name = mesh.mBones[b]->mName;
+            if (!context.model.mRootNode->FindNode(name)) {
+                if (missing) missing->insert(name.C_Str());
+            } else if (std::find(names.begin(), names.end(), name.C_Str()) == names.end()) {
+                names.push_back(name.C_Str());
+            }
         }
     }
     return names;

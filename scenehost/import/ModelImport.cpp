@@ -124,7 +124,7 @@ bool ImportModel(const std::string& modelPath, const ImportPlace& place, Importe
     ImportContext context{*model,        std::filesystem::path(modelPath).parent_path().string(),
                           place,         json,
                           out->warnings, {},
-                          UvMapNames()};
+                          UvMapNames(),  {}};
     json.StartObject();
     // A model has no selection: a later save of the scene exports all of it.
     Key(json, "userValues");
